@@ -1,0 +1,78 @@
+// One measuring object: the thing a handle of the C interface names. It owns the cameras or the
+// stored-image source, the calculator, the output plug-in and the measurement thread.
+#pragma once
+
+#include <atomic>
+#include <mutex>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "OrviaMemory.h"
+#include "Quboid3DSdk.h"
+
+namespace Orvia::VisionSystem {
+
+class CMvCamera;
+class CCalcQuboid3DMulti;
+class CLoadImage;
+class OutputPlugin;
+class ICalcVolumeSink;
+
+class CCalcQuboid3DMgr {
+public:
+    CCalcQuboid3DMgr() = default;
+    ~CCalcQuboid3DMgr();
+    CCalcQuboid3DMgr(const CCalcQuboid3DMgr&) = delete;
+    CCalcQuboid3DMgr& operator=(const CCalcQuboid3DMgr&) = delete;
+
+    // Prepares the object; `cfgDir` is the configuration directory with a trailing slash
+    // ("./3DCfg/" when empty). Writes a return code of the C interface to *error on failure.
+    bool initialize(bool localMode, const std::string& cfgDir, int* error);
+    // Drops the calculator, cameras, image sources and plug-in; does not stop the thread.
+    bool finalize();
+    // Starts the measurement thread, which hands each pass to `sink`.
+    bool run(ICalcVolumeSink* sink);
+    // Ends and joins the measurement thread, then stops grabbing.
+    bool stop();
+    bool setFrameStatusCallback(VslbFrameStatusCallback callback);
+    void setCameraStatusCallback(VslbCameraStatusCallback callback);
+
+    bool localModeEnabled() const { return localMode; }
+    const std::string& configDir() const { return cfgDir; }
+
+private:
+    void threadCalcQuboid3D();
+    bool initOutputPlugin();
+
+    bool initCameras(const std::string& dir, int* error);
+    bool downloadCalibration(const std::string& dir, int* error);
+    bool applyFactoryData(const std::string& dir, int* error);
+    bool initLocalSource(int* error);
+    bool initCalculator(const std::string& dir, int* error);
+    bool startCameras();
+    void stopCameras();
+    void closeCameras();
+    void setCamerasFrameStatusCallback(VslbFrameStatusCallback callback);
+    void writeBackFactoryData();
+    void clearLocalFileLists();
+    void finishOutputPlugin();
+
+    std::vector<Memory::TSharedPtr<CMvCamera>> cameras;
+    Memory::TSharedPtr<CCalcQuboid3DMulti> calculator;
+    // Read by the measurement thread at the end of each pass and written by stop(), with no lock.
+    std::atomic<bool> running{false};
+    std::thread thread;
+    ICalcVolumeSink* sink = nullptr;
+    std::vector<Memory::TSharedPtr<CLoadImage>> localDirs;
+    bool localMode = false;
+    std::string cfgDir;
+    // Never set by the library; the steps that test them stay in place for stations that do.
+    bool forceUnitSpeedVy = false;
+    Memory::TSharedPtr<OutputPlugin> outputPlugin;
+    bool factoryDataActive = false;
+    std::mutex statusMutex;
+    VslbCameraStatusCallback cameraStatusCallback = nullptr;
+};
+
+} // namespace Orvia::VisionSystem

@@ -1,0 +1,129 @@
+#include "CalcQuboid3DMgr.h"
+
+#include "CalcQuboid3DMulti.h"
+#include "VsLog.h"
+
+namespace Orvia::VisionSystem {
+namespace {
+
+constexpr const char* kLogSource = "Src/CalcQuboid3DMgr.cpp";
+constexpr const char* kChannel = "Volume";
+constexpr const char* kInitializeFn = "Orvia::VisionSystem::CCalcQuboid3DMgr::initialize";
+constexpr const char* kFinalizeFn = "Orvia::VisionSystem::CCalcQuboid3DMgr::finalize";
+constexpr const char* kFrameStatusFn = "Orvia::VisionSystem::CCalcQuboid3DMgr::setFrameStatusCallback";
+constexpr const char* kThreadFn = "Orvia::VisionSystem::CCalcQuboid3DMgr::threadCalcQuboid3D";
+constexpr const char* kDefaultCfgDir = "./3DCfg/";
+
+void setError(int* error, int code) {
+    if (error != nullptr)
+        *error = code;
+}
+
+} // namespace
+
+// Members go in reverse order of declaration, and std::thread ends the process if the
+// measurement thread was never joined: an object must be stopped before it is destroyed.
+CCalcQuboid3DMgr::~CCalcQuboid3DMgr() = default;
+
+bool CCalcQuboid3DMgr::initialize(bool localModeOn, const std::string& dirArg, int* error) {
+    localMode = localModeOn;
+    if (!initOutputPlugin()) {
+        setError(error, VSLB_ERR_OUTPUT_PLUGIN);
+        return false;
+    }
+    const std::string dir = dirArg.empty() ? kDefaultCfgDir : dirArg;
+    if (!localMode) {
+        if (!initCameras(dir, error) || !downloadCalibration(dir, error) || !applyFactoryData(dir, error))
+            return false;
+    } else if (!initLocalSource(error)) {
+        return false;
+    }
+    if (!initCalculator(dir, error))
+        return false;
+    cfgDir = dir;
+    VS_LOG_INFO(kChannel, kInitializeFn, "Initialize 3D volume success!\n");
+    return true;
+}
+
+bool CCalcQuboid3DMgr::finalize() {
+    if (calculator) {
+        calculator->release();
+        calculator.reset();
+    }
+    if (factoryDataActive)
+        writeBackFactoryData();
+    closeCameras();
+    clearLocalFileLists();
+    cameras.clear();
+    localDirs.clear();
+    finishOutputPlugin();
+    VS_LOG_INFO(kChannel, kFinalizeFn, "Finalize 3D volume success!\n");
+    return true;
+}
+
+bool CCalcQuboid3DMgr::run(ICalcVolumeSink* newSink) {
+    if (!localMode && !startCameras())
+        return false;
+    if (calculator)
+        calculator->stopRequested.store(false);
+    running = true;
+    sink = newSink;
+    // Moving into a thread object that is still joinable ends the process: a second run
+    // without a stop is a caller error that must not go unnoticed.
+    std::thread started(&CCalcQuboid3DMgr::threadCalcQuboid3D, this);
+    thread = std::move(started);
+    return true;
+}
+
+bool CCalcQuboid3DMgr::stop() {
+    running = false;
+    if (calculator)
+        calculator->stopRequested.store(true);
+    // join() raises resource_deadlock_would_occur when called from the thread itself.
+    if (thread.joinable())
+        thread.join();
+    stopCameras();
+    return true;
+}
+
+bool CCalcQuboid3DMgr::setFrameStatusCallback(VslbFrameStatusCallback callback) {
+    if (cameras.empty()) {
+        VS_LOG_ERROR(kChannel, kFrameStatusFn, "setFrameStatusCallback error, no camera is valid.");
+        return false;
+    }
+    setCamerasFrameStatusCallback(callback);
+    return true;
+}
+
+void CCalcQuboid3DMgr::setCameraStatusCallback(VslbCameraStatusCallback callback) {
+    std::lock_guard lock(statusMutex);
+    cameraStatusCallback = callback;
+}
+
+void CCalcQuboid3DMgr::threadCalcQuboid3D() {
+    if (!calculator) {
+        VS_LOG_ERROR(kChannel, kThreadFn, "Can't start calc3DProc thread, calc3DVolume obj is null!\n");
+        return;
+    }
+    // The measuring loop arrives with the calculator's frame processing.
+}
+
+// The steps below are the places where the output plug-in, the cameras, the calibration in
+// the camera, factory data, the stored-image source and the calculator join the object. Each
+// one has nothing to do until its subsystem exists.
+
+bool CCalcQuboid3DMgr::initOutputPlugin() { return true; }
+bool CCalcQuboid3DMgr::initCameras(const std::string&, int*) { return true; }
+bool CCalcQuboid3DMgr::downloadCalibration(const std::string&, int*) { return true; }
+bool CCalcQuboid3DMgr::applyFactoryData(const std::string&, int*) { return true; }
+bool CCalcQuboid3DMgr::initLocalSource(int*) { return true; }
+bool CCalcQuboid3DMgr::initCalculator(const std::string&, int*) { return true; }
+bool CCalcQuboid3DMgr::startCameras() { return true; }
+void CCalcQuboid3DMgr::stopCameras() {}
+void CCalcQuboid3DMgr::closeCameras() {}
+void CCalcQuboid3DMgr::setCamerasFrameStatusCallback(VslbFrameStatusCallback) {}
+void CCalcQuboid3DMgr::writeBackFactoryData() {}
+void CCalcQuboid3DMgr::clearLocalFileLists() {}
+void CCalcQuboid3DMgr::finishOutputPlugin() { outputPlugin.reset(); }
+
+} // namespace Orvia::VisionSystem

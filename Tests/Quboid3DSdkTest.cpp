@@ -1,0 +1,311 @@
+#include "Quboid3DSdk.h"
+
+#include <atomic>
+#include <stdexcept>
+#include <thread>
+
+#include <gtest/gtest.h>
+
+#include "CalcQuboid3DMgr.h"
+#include "Quboid3DSdkTables.h"
+#include "TempWorkDir.h"
+
+namespace quboid3d::test {
+namespace {
+
+using Orvia::VisionSystem::CCalcQuboid3DMgr;
+using Orvia::VisionSystem::volumeObjectCount;
+using Orvia::VisionSystem::volumeSinkOf;
+
+constexpr const char* kSdk = "Quboid3DSdk";
+constexpr const char* kVolume = "Volume";
+constexpr VslbHandle kUnknownHandle = 0x1234;
+const std::string kLookupLine = "CAPI cant't find obj by handle[1234]\n";
+
+const CCalcQuboid3DMgr* objectOf(VslbHandle handle) { return reinterpret_cast<const CCalcQuboid3DMgr*>(handle); }
+
+// Creates an object for the test and destroys it afterwards.
+class Quboid3DSdkTest : public TempWorkDirTest {
+protected:
+    void TearDown() override {
+        if (handle != 0)
+            vslbQuboid3DDestroy(handle);
+    }
+    VslbHandle handle = vslbQuboid3DCreate();
+};
+
+void expectBadHandleLines(const LogCapture& log, const std::string& function, const std::string& text) {
+    const auto lines = log.lines();
+    ASSERT_EQ(lines.size(), 2u);
+    EXPECT_EQ(lines[0].level, OVP_LOG_ERROR);
+    EXPECT_EQ(lines[0].channel, kSdk);
+    EXPECT_EQ(lines[0].function, "getVolumeObjByHandle");
+    EXPECT_EQ(lines[0].text, kLookupLine);
+    EXPECT_EQ(lines[1].level, OVP_LOG_ERROR);
+    EXPECT_EQ(lines[1].channel, kSdk);
+    EXPECT_EQ(lines[1].function, function);
+    EXPECT_EQ(lines[1].text, text);
+    EXPECT_EQ(lines[1].file, "Src/Quboid3DSdk.cpp");
+}
+
+TEST_F(Quboid3DSdkTest, BadHandleInitGivesTwoErrorLines) {
+    EXPECT_EQ(vslbQuboid3DInit(kUnknownHandle, "cfg"), VSLB_ERR_BAD_HANDLE);
+    expectBadHandleLines(log, "vslbQuboid3DInit", "vslbQuboid3DInit failed, volumeObj is null!\n");
+}
+
+TEST_F(Quboid3DSdkTest, BadHandleFiniGivesTwoErrorLines) {
+    EXPECT_EQ(vslbQuboid3DFini(kUnknownHandle), VSLB_ERR_BAD_HANDLE);
+    expectBadHandleLines(log, "vslbQuboid3DFini", "vslbQuboid3DFini failed, volumeObj is null!\n");
+}
+
+TEST_F(Quboid3DSdkTest, BadHandleRunGivesTwoErrorLines) {
+    EXPECT_EQ(vslbQuboid3DRun(kUnknownHandle, nullptr), VSLB_ERR_BAD_HANDLE);
+    expectBadHandleLines(log, "vslbQuboid3DRun", "vslbQuboid3DRun failed, volumeObj is null!\n");
+}
+
+TEST_F(Quboid3DSdkTest, BadHandleRunExUsesTheRunTextWithItsOwnFunctionName) {
+    EXPECT_EQ(vslbQuboid3DRunEx(kUnknownHandle, nullptr), VSLB_ERR_BAD_HANDLE);
+    expectBadHandleLines(log, "vslbQuboid3DRunEx", "vslbQuboid3DRun failed, volumeObj is null!\n");
+}
+
+TEST_F(Quboid3DSdkTest, BadHandleStopGivesTwoErrorLines) {
+    EXPECT_EQ(vslbQuboid3DStop(kUnknownHandle), VSLB_ERR_BAD_HANDLE);
+    expectBadHandleLines(log, "vslbQuboid3DStop", "vslbQuboid3DStop failed, volumeObj is null!\n");
+}
+
+TEST_F(Quboid3DSdkTest, BadHandleFrameStatusCallbackGivesTwoErrorLines) {
+    EXPECT_EQ(vslbSetFrameStatusCallback(kUnknownHandle, nullptr), VSLB_ERR_BAD_HANDLE);
+    expectBadHandleLines(log, "vslbSetFrameStatusCallback",
+                         "vslbSetFrameStatusCallback failed, volumeObj is null!\n");
+}
+
+TEST_F(Quboid3DSdkTest, BadHandleCameraStatusCallbackGivesTwoErrorLines) {
+    EXPECT_EQ(vslbSetCameraStatusCallback(kUnknownHandle, nullptr), VSLB_ERR_BAD_HANDLE);
+    expectBadHandleLines(log, "vslbSetCameraStatusCallback",
+                         "vslbSetCameraStatusCallback failed, volumeObj is null!\n");
+}
+
+TEST_F(Quboid3DSdkTest, BadHandleImageOutputFunctionsGiveTwoErrorLines) {
+    EXPECT_EQ(vslbEnableImageOutput(kUnknownHandle, 1), VSLB_ERR_BAD_HANDLE);
+    expectBadHandleLines(log, "vslbEnableImageOutput", "vslbEnableImageOutput failed, volumeObj is null!\n");
+    log.clear();
+    EXPECT_EQ(vslbSetImageOutputOption(kUnknownHandle, 1), VSLB_ERR_BAD_HANDLE);
+    expectBadHandleLines(log, "vslbSetImageOutputOption",
+                         "vslbSetImageOutputOption failed, volumeObj is null!\n");
+}
+
+TEST_F(Quboid3DSdkTest, ImageOutputFunctionsAreNotImplemented) {
+    EXPECT_EQ(vslbEnableImageOutput(handle, 1, 2, 3), VSLB_ERR_NOT_IMPLEMENTED);
+    EXPECT_TRUE(log.has(OVP_LOG_ERROR, kSdk, "vslbEnableImageOutput", "vslbEnableImageOutput is not implemented."));
+    EXPECT_EQ(vslbSetImageOutputOption(handle), VSLB_ERR_NOT_IMPLEMENTED);
+    EXPECT_TRUE(
+        log.has(OVP_LOG_ERROR, kSdk, "vslbSetImageOutputOption", "vslbSetImageOutputOption is not implemented."));
+    EXPECT_EQ(log.lines().size(), 2u);
+}
+
+TEST_F(Quboid3DSdkTest, DestroyOfUnknownHandleOrZeroDoesNothingAndLogsNothing) {
+    const auto before = volumeObjectCount();
+    vslbQuboid3DDestroy(kUnknownHandle);
+    vslbQuboid3DDestroy(0);
+    EXPECT_EQ(volumeObjectCount(), before);
+    EXPECT_TRUE(log.lines().empty());
+}
+
+TEST_F(Quboid3DSdkTest, DestroyFinalisesAndForgetsTheHandle) {
+    const auto before = volumeObjectCount();
+    vslbQuboid3DDestroy(handle);
+    EXPECT_EQ(volumeObjectCount(), before - 1);
+    EXPECT_TRUE(log.has(OVP_LOG_INFO, kVolume, "Orvia::VisionSystem::CCalcQuboid3DMgr::finalize",
+                        "Finalize 3D volume success!\n"));
+    EXPECT_EQ(vslbQuboid3DFini(handle), VSLB_ERR_BAD_HANDLE);
+    handle = 0;
+}
+
+TEST_F(Quboid3DSdkTest, CreateGivesTheObjectsAddressAndDistinctHandles) {
+    VslbHandle other = vslbQuboid3DCreate();
+    EXPECT_NE(handle, 0u);
+    EXPECT_NE(other, handle);
+    EXPECT_EQ(vslbQuboid3DFini(other), VSLB_OK);
+    vslbQuboid3DDestroy(other);
+}
+
+TEST_F(Quboid3DSdkTest, NullCfgDirIsRefusedBeforeTheHandleIsLookedAt) {
+    EXPECT_EQ(vslbQuboid3DInit(kUnknownHandle, nullptr), VSLB_ERR_NULL_ARGUMENT);
+    const auto lines = log.lines();
+    ASSERT_EQ(lines.size(), 1u);
+    EXPECT_EQ(lines[0].level, OVP_LOG_ERROR);
+    EXPECT_EQ(lines[0].channel, kSdk);
+    EXPECT_EQ(lines[0].function, "vslbQuboid3DInit");
+    EXPECT_EQ(lines[0].text, "vslbQuboid3DInit failed, cfgDir is null!\n");
+}
+
+TEST_F(Quboid3DSdkTest, EmptyCfgDirRaisesInvalidStringPosition) {
+    try {
+        vslbQuboid3DInit(handle, "");
+        FAIL() << "an empty directory must not return";
+    } catch (const std::out_of_range& failure) {
+        EXPECT_STREQ(failure.what(), "invalid string position");
+    }
+}
+
+TEST_F(Quboid3DSdkTest, BackslashesBecomeSlashesAndATrailingSlashIsAdded) {
+    ASSERT_EQ(vslbQuboid3DInit(handle, "C:\\cfg"), VSLB_OK);
+    EXPECT_EQ(objectOf(handle)->configDir(), "C:/cfg/");
+}
+
+TEST_F(Quboid3DSdkTest, DirectoryEndingInASlashStaysAsItIs) {
+    ASSERT_EQ(vslbQuboid3DInit(handle, "some/dir/"), VSLB_OK);
+    EXPECT_EQ(objectOf(handle)->configDir(), "some/dir/");
+    ASSERT_EQ(vslbQuboid3DInit(handle, "back\\slash\\"), VSLB_OK);
+    EXPECT_EQ(objectOf(handle)->configDir(), "back/slash/");
+}
+
+TEST_F(Quboid3DSdkTest, InitLogsSuccessOnTheVolumeChannel) {
+    ASSERT_EQ(vslbQuboid3DInit(handle, "cfg"), VSLB_OK);
+    EXPECT_TRUE(log.has(OVP_LOG_INFO, kVolume, "Orvia::VisionSystem::CCalcQuboid3DMgr::initialize",
+                        "Initialize 3D volume success!\n"));
+}
+
+TEST_F(Quboid3DSdkTest, WithoutLocalModeFileCameraModeIsChosen) {
+    ASSERT_EQ(vslbQuboid3DInit(handle, "cfg"), VSLB_OK);
+    EXPECT_FALSE(objectOf(handle)->localModeEnabled());
+}
+
+TEST_F(Quboid3DSdkTest, EmptyLocalModeFileTurnsLocalModeOn) {
+    workDir.writeFile("LocalMode.dat", "");
+    ASSERT_EQ(vslbQuboid3DInit(handle, "cfg"), VSLB_OK);
+    EXPECT_TRUE(objectOf(handle)->localModeEnabled());
+}
+
+TEST_F(Quboid3DSdkTest, LocalModeFileContentIsNeverRead) {
+    workDir.writeFile("LocalMode.dat", std::string("\0\xff\x01 not a setting\n", 18));
+    ASSERT_EQ(vslbQuboid3DInit(handle, "cfg"), VSLB_OK);
+    EXPECT_TRUE(objectOf(handle)->localModeEnabled());
+}
+
+TEST_F(Quboid3DSdkTest, LocalModeFileElsewhereThanTheWorkingDirectoryIsIgnored) {
+    workDir.writeFile("cfg/LocalMode.dat", "");
+    ASSERT_EQ(vslbQuboid3DInit(handle, "cfg"), VSLB_OK);
+    EXPECT_FALSE(objectOf(handle)->localModeEnabled());
+}
+
+TEST_F(Quboid3DSdkTest, VersionTextAndCode) {
+    const char* version = nullptr;
+    EXPECT_EQ(vslbQuboid3DGetVersion(&version), VSLB_OK);
+    EXPECT_STREQ(version, "1.3.5.62917(2018/09/14)");
+}
+
+TEST_F(Quboid3DSdkTest, RunBeforeInitReturnsOkAndTheThreadReportsNoCalculator) {
+    EXPECT_EQ(vslbQuboid3DRun(handle, nullptr), VSLB_OK);
+    EXPECT_EQ(vslbQuboid3DStop(handle), VSLB_OK);
+    const auto lines = log.lines();
+    ASSERT_EQ(lines.size(), 1u);
+    EXPECT_EQ(lines[0].level, OVP_LOG_ERROR);
+    EXPECT_EQ(lines[0].channel, kVolume);
+    EXPECT_EQ(lines[0].function, "Orvia::VisionSystem::CCalcQuboid3DMgr::threadCalcQuboid3D");
+    EXPECT_EQ(lines[0].text, "Can't start calc3DProc thread, calc3DVolume obj is null!\n");
+}
+
+TEST_F(Quboid3DSdkTest, RunKeepsTheAdapterUntilStop) {
+    EXPECT_EQ(volumeSinkOf(objectOf(handle)), nullptr);
+    ASSERT_EQ(vslbQuboid3DRunEx(handle, nullptr), VSLB_OK);
+    EXPECT_NE(volumeSinkOf(objectOf(handle)), nullptr);
+    ASSERT_EQ(vslbQuboid3DStop(handle), VSLB_OK);
+    EXPECT_EQ(volumeSinkOf(objectOf(handle)), nullptr);
+}
+
+TEST_F(Quboid3DSdkTest, StopTwiceReturnsOkBothTimes) {
+    ASSERT_EQ(vslbQuboid3DRun(handle, nullptr), VSLB_OK);
+    EXPECT_EQ(vslbQuboid3DStop(handle), VSLB_OK);
+    EXPECT_EQ(vslbQuboid3DStop(handle), VSLB_OK);
+}
+
+TEST_F(Quboid3DSdkTest, StopWithoutRunReturnsOk) { EXPECT_EQ(vslbQuboid3DStop(handle), VSLB_OK); }
+
+TEST_F(Quboid3DSdkTest, RunAgainAfterStopStartsAFreshThread) {
+    ASSERT_EQ(vslbQuboid3DRun(handle, nullptr), VSLB_OK);
+    ASSERT_EQ(vslbQuboid3DStop(handle), VSLB_OK);
+    ASSERT_EQ(vslbQuboid3DRunEx(handle, nullptr), VSLB_OK);
+    ASSERT_EQ(vslbQuboid3DStop(handle), VSLB_OK);
+    EXPECT_EQ(log.withText("Can't start calc3DProc thread, calc3DVolume obj is null!\n").size(), 2u);
+}
+
+TEST_F(Quboid3DSdkTest, FrameStatusCallbackBeforeInitFailsForWantOfCameras) {
+    EXPECT_EQ(vslbSetFrameStatusCallback(handle, nullptr), VSLB_ERR_FAILED);
+    EXPECT_TRUE(log.has(OVP_LOG_ERROR, kVolume, "Orvia::VisionSystem::CCalcQuboid3DMgr::setFrameStatusCallback",
+                        "setFrameStatusCallback error, no camera is valid."));
+}
+
+TEST_F(Quboid3DSdkTest, FrameStatusCallbackInLocalModeFailsForWantOfCameras) {
+    workDir.writeFile("LocalMode.dat");
+    ASSERT_EQ(vslbQuboid3DInit(handle, "cfg"), VSLB_OK);
+    EXPECT_EQ(vslbSetFrameStatusCallback(handle, nullptr), VSLB_ERR_FAILED);
+}
+
+void cameraStatusSink(const VslbCameraStatus*) {}
+
+TEST_F(Quboid3DSdkTest, CameraStatusCallbackIsAcceptedBeforeInitAndMayBeCleared) {
+    EXPECT_EQ(vslbSetCameraStatusCallback(handle, &cameraStatusSink), VSLB_OK);
+    EXPECT_EQ(vslbQuboid3DInit(handle, "cfg"), VSLB_OK);
+    EXPECT_EQ(vslbSetCameraStatusCallback(handle, nullptr), VSLB_OK);
+    EXPECT_TRUE(log.withText("vslbSetCameraStatusCallback failed, volumeObj is null!\n").empty());
+}
+
+TEST_F(Quboid3DSdkTest, FiniThenInitStartsOver) {
+    ASSERT_EQ(vslbQuboid3DInit(handle, "first"), VSLB_OK);
+    ASSERT_EQ(vslbQuboid3DFini(handle), VSLB_OK);
+    ASSERT_EQ(vslbQuboid3DInit(handle, "second"), VSLB_OK);
+    EXPECT_EQ(objectOf(handle)->configDir(), "second/");
+}
+
+TEST_F(Quboid3DSdkTest, FiniBeforeInitSucceeds) {
+    EXPECT_EQ(vslbQuboid3DFini(handle), VSLB_OK);
+    EXPECT_TRUE(log.has(OVP_LOG_INFO, kVolume, "Orvia::VisionSystem::CCalcQuboid3DMgr::finalize",
+                        "Finalize 3D volume success!\n"));
+}
+
+TEST_F(Quboid3DSdkTest, ConcurrentCallersOnManyObjectsAndOneShared) {
+    constexpr int kThreads = 4;
+    std::atomic<int> failures{0};
+    std::vector<std::thread> threads;
+    for (int t = 0; t < kThreads; ++t)
+        threads.emplace_back([&] {
+            for (int i = 0; i < 50; ++i) {
+                VslbHandle own = vslbQuboid3DCreate();
+                if (vslbQuboid3DInit(own, "cfg") != VSLB_OK || vslbQuboid3DRun(own, nullptr) != VSLB_OK ||
+                    vslbQuboid3DStop(own) != VSLB_OK)
+                    ++failures;
+                if (vslbSetCameraStatusCallback(handle, &cameraStatusSink) != VSLB_OK)
+                    ++failures;
+                vslbQuboid3DDestroy(own);
+            }
+        });
+    for (auto& thread : threads)
+        thread.join();
+    EXPECT_EQ(failures.load(), 0);
+}
+
+using Quboid3DSdkDeathTest = Quboid3DSdkTest;
+
+TEST_F(Quboid3DSdkDeathTest, RunTwiceWithoutStopInLocalModeEndsTheProcess) {
+    workDir.writeFile("LocalMode.dat");
+    ASSERT_EQ(vslbQuboid3DInit(handle, "cfg"), VSLB_OK);
+    EXPECT_DEATH(
+        {
+            vslbQuboid3DRun(handle, nullptr);
+            vslbQuboid3DRun(handle, nullptr);
+        },
+        "");
+}
+
+TEST_F(Quboid3DSdkDeathTest, DestroyingARunningObjectEndsTheProcess) {
+    EXPECT_DEATH(
+        {
+            vslbQuboid3DRun(handle, nullptr);
+            vslbQuboid3DDestroy(handle);
+        },
+        "");
+}
+
+} // namespace
+} // namespace quboid3d::test

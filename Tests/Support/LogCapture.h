@@ -1,0 +1,54 @@
+// Captures every log line through the logger's handler hook, so that a test can assert the
+// level, channel, function name and exact text of what the code under test wrote.
+#pragma once
+
+#include <mutex>
+#include <string>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include "OvpLogger.h"
+
+namespace quboid3d::test {
+
+struct LogLine {
+    int level = 0;
+    std::string channel;
+    std::string file;
+    std::string function;
+    int line = 0;
+    std::string text;
+};
+
+class LogCapture {
+public:
+    LogCapture();
+    ~LogCapture();
+    LogCapture(const LogCapture&) = delete;
+    LogCapture& operator=(const LogCapture&) = delete;
+
+    std::vector<LogLine> lines() const;
+    // Lines whose text is exactly `text`.
+    std::vector<LogLine> withText(const std::string& text) const;
+    // Number of lines with this level, channel, function and exact text.
+    int count(int level, const std::string& channel, const std::string& function, const std::string& text) const;
+    bool has(int level, const std::string& channel, const std::string& function, const std::string& text) const {
+        return count(level, channel, function, text) > 0;
+    }
+    void clear();
+
+private:
+    static void onLine(void* user, int level, const char* channel, const OvpLogLocation* loc, const char* text);
+
+    mutable std::mutex mutex_;
+    std::vector<LogLine> lines_;
+};
+
+// A test fixture whose every test captures the log.
+class LogCaptureTest : public ::testing::Test {
+protected:
+    LogCapture log;
+};
+
+} // namespace quboid3d::test

@@ -1,0 +1,16 @@
+#!/usr/bin/env bash
+# Installs what is missing, builds, and runs every test: the whole suite under AddressSanitizer
+# and UBSan (preset debug), then the threading tests under ThreadSanitizer (preset tsan).
+set -euo pipefail
+cd "$(dirname "$0")/.."
+
+scripts/install-deps.sh
+
+cmake --preset debug
+cmake --build --preset debug
+ctest --preset debug
+
+cmake --preset tsan
+cmake --build --preset tsan
+# ThreadSanitizer needs a memory layout that high-entropy address randomisation can break.
+setarch "$(uname -m)" -R ctest --preset tsan
