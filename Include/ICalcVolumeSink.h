@@ -14,7 +14,8 @@ public:
     virtual ~ICalcVolumeSink() = default;
     // Called once per pass on the measurement thread. `pOrigRet` is null when the pass ended
     // without a result; `status` is the last code of the algorithm library.
-    virtual void onVolumeResult(const std::vector<BoxDims>& boxes, const LpmcResult* pOrigRet, int status) = 0;
+    virtual void onVolumeResult(const std::vector<BoxDims>& boxes, const LpmcResult* pOrigRet,
+                                int status) = 0;
 };
 
 } // namespace Orvia::VisionSystem

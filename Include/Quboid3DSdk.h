@@ -36,52 +36,52 @@ typedef uintptr_t VslbHandle;
 /* Return codes of every function. */
 enum {
     VSLB_OK = 0,
-    VSLB_ERR_FAILED = -1000,            /* general failure */
-    VSLB_ERR_NO_CAMERA = -999,          /* no usable camera found */
-    VSLB_ERR_OPEN_CAMERA = -998,        /* a camera could not be opened */
-    VSLB_ERR_OPEN_LOCAL_DIR = -997,     /* the local image directory could not be opened */
-    VSLB_ERR_LPMC_REFUSED = -996,       /* the algorithm library refused its calibration (-1110) */
-    VSLB_ERR_READ_CFG = -995,           /* calibration data or scan configuration unreadable */
-    VSLB_ERR_LPMC_CREATE = -994,        /* the algorithm library refused its creation */
-    VSLB_ERR_SET_CONFIG = -993,         /* the scan configuration could not be set */
-    VSLB_ERR_WRITE_CALIB = -991,        /* calibration from the camera could not be written */
-    VSLB_ERR_OUTPUT_PLUGIN = -990,      /* the output plug-in could not be loaded or started */
-    VSLB_ERR_RECONNECT_TIMEOUT = -989,  /* reconnection gave up; never returned by a function */
-    VSLB_ERR_NULL_ARGUMENT = -988,      /* cfgDir is null */
-    VSLB_ERR_BAD_HANDLE = -987,         /* the handle names no live object */
-    VSLB_ERR_NOT_IMPLEMENTED = -986     /* the function has no implementation */
+    VSLB_ERR_FAILED = -1000,           /* general failure */
+    VSLB_ERR_NO_CAMERA = -999,         /* no usable camera found */
+    VSLB_ERR_OPEN_CAMERA = -998,       /* a camera could not be opened */
+    VSLB_ERR_OPEN_LOCAL_DIR = -997,    /* the local image directory could not be opened */
+    VSLB_ERR_LPMC_REFUSED = -996,      /* the algorithm library refused its calibration (-1110) */
+    VSLB_ERR_READ_CFG = -995,          /* calibration data or scan configuration unreadable */
+    VSLB_ERR_LPMC_CREATE = -994,       /* the algorithm library refused its creation */
+    VSLB_ERR_SET_CONFIG = -993,        /* the scan configuration could not be set */
+    VSLB_ERR_WRITE_CALIB = -991,       /* calibration from the camera could not be written */
+    VSLB_ERR_OUTPUT_PLUGIN = -990,     /* the output plug-in could not be loaded or started */
+    VSLB_ERR_RECONNECT_TIMEOUT = -989, /* reconnection gave up; never returned by a function */
+    VSLB_ERR_NULL_ARGUMENT = -988,     /* cfgDir is null */
+    VSLB_ERR_BAD_HANDLE = -987,        /* the handle names no live object */
+    VSLB_ERR_NOT_IMPLEMENTED = -986    /* the function has no implementation */
 };
 
 /* Values of VslbCameraStatus.status. */
 enum {
-    VSLB_CAMERA_OFFLINE = 0,           /* the camera is lost and reconnection is switched off */
-    VSLB_CAMERA_RECONNECTING = 1,      /* the camera is lost and reconnection begins */
-    VSLB_CAMERA_RECONNECTED = 2,       /* reconnection succeeded */
-    VSLB_CAMERA_RECONNECT_TIMEOUT = 3  /* reconnection gave up; no more results will come */
+    VSLB_CAMERA_OFFLINE = 0,          /* the camera is lost and reconnection is switched off */
+    VSLB_CAMERA_RECONNECTING = 1,     /* the camera is lost and reconnection begins */
+    VSLB_CAMERA_RECONNECTED = 2,      /* reconnection succeeded */
+    VSLB_CAMERA_RECONNECT_TIMEOUT = 3 /* reconnection gave up; no more results will come */
 };
 
 /* One measured box, handed to VslbVolumeCallbackEx; 552 bytes, little-endian. Bytes not
  * named here are zero. In a short record (detailed 0) only length, width and height are set. */
 typedef struct VslbVolumeResult {
-    int32_t detailed;          /* 1: full record; 0: short record */
+    int32_t detailed; /* 1: full record; 0: short record */
     uint8_t reserved0[4];
-    double length;             /* mm */
-    double width;              /* mm */
-    double height;             /* mm */
-    double volume;             /* mm^3; 0 in a short record */
-    float corners[4][3];       /* the four top corners (x, y, z); the one with the smallest y first */
-    uint64_t objEnterTime;     /* when the box entered the scan, on the frames' time scale */
-    uint64_t objLeaveTime;     /* when it left */
+    double length;         /* mm */
+    double width;          /* mm */
+    double height;         /* mm */
+    double volume;         /* mm^3; 0 in a short record */
+    float corners[4][3];   /* the four top corners (x, y, z); the one with the smallest y first */
+    uint64_t objEnterTime; /* when the box entered the scan, on the frames' time scale */
+    uint64_t objLeaveTime; /* when it left */
     uint8_t reserved1[8];
-    const float* points;       /* pointCount points of 3 floats; valid during the callback only */
+    const float* points; /* pointCount points of 3 floats; valid during the callback only */
     int32_t pointCount;
-    float slantAngle;          /* radians, of the long side, measured from the y axis */
-    float topCenter[3];        /* x, y, z of the centre of the top face */
+    float slantAngle;   /* radians, of the long side, measured from the y axis */
+    float topCenter[3]; /* x, y, z of the centre of the top face */
     uint8_t reserved2[4];
-    uint64_t enter_sys_time;   /* wall clock, ms since the epoch */
-    uint64_t leave_sys_time;   /* wall clock, ms since the epoch */
-    uint64_t output_sys_time;  /* wall clock, ms since the epoch */
-    float axes[3][3];          /* unit directions along width, length and height */
+    uint64_t enter_sys_time;  /* wall clock, ms since the epoch */
+    uint64_t leave_sys_time;  /* wall clock, ms since the epoch */
+    uint64_t output_sys_time; /* wall clock, ms since the epoch */
+    float axes[3][3];         /* unit directions along width, length and height */
     uint8_t reserved3[348];
 } VslbVolumeResult;
 

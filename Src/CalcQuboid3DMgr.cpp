@@ -112,18 +112,34 @@ void CCalcQuboid3DMgr::threadCalcQuboid3D() {
 // the camera, factory data, the stored-image source and the calculator join the object. Each
 // one has nothing to do until its subsystem exists.
 
-bool CCalcQuboid3DMgr::initOutputPlugin() { return true; }
-bool CCalcQuboid3DMgr::initCameras(const std::string&, int*) { return true; }
-bool CCalcQuboid3DMgr::downloadCalibration(const std::string&, int*) { return true; }
-bool CCalcQuboid3DMgr::applyFactoryData(const std::string&, int*) { return true; }
-bool CCalcQuboid3DMgr::initLocalSource(int*) { return true; }
-bool CCalcQuboid3DMgr::initCalculator(const std::string&, int*) { return true; }
-bool CCalcQuboid3DMgr::startCameras() { return true; }
+bool CCalcQuboid3DMgr::initOutputPlugin() {
+    return true;
+}
+bool CCalcQuboid3DMgr::initCameras(const std::string&, int*) {
+    return true;
+}
+bool CCalcQuboid3DMgr::downloadCalibration(const std::string&, int*) {
+    return true;
+}
+bool CCalcQuboid3DMgr::applyFactoryData(const std::string&, int*) {
+    return true;
+}
+bool CCalcQuboid3DMgr::initLocalSource(int*) {
+    return true;
+}
+bool CCalcQuboid3DMgr::initCalculator(const std::string&, int*) {
+    return true;
+}
+bool CCalcQuboid3DMgr::startCameras() {
+    return true;
+}
 void CCalcQuboid3DMgr::stopCameras() {}
 void CCalcQuboid3DMgr::closeCameras() {}
 void CCalcQuboid3DMgr::setCamerasFrameStatusCallback(VslbFrameStatusCallback) {}
 void CCalcQuboid3DMgr::writeBackFactoryData() {}
 void CCalcQuboid3DMgr::clearLocalFileLists() {}
-void CCalcQuboid3DMgr::finishOutputPlugin() { outputPlugin.reset(); }
+void CCalcQuboid3DMgr::finishOutputPlugin() {
+    outputPlugin.reset();
+}
 
 } // namespace Orvia::VisionSystem

@@ -51,7 +51,8 @@ TEST_F(CalcQuboid3DMgrTest, FinalizeKeepsModeAndDirectory) {
 TEST_F(CalcQuboid3DMgrTest, RunStraightAfterConstructionReturnsTrueAndStopJoins) {
     EXPECT_TRUE(manager.run(nullptr));
     EXPECT_TRUE(manager.stop());
-    EXPECT_EQ(log.count(OVP_LOG_ERROR, kVolume, kThreadFn, "Can't start calc3DProc thread, calc3DVolume obj is null!\n"),
+    EXPECT_EQ(log.count(OVP_LOG_ERROR, kVolume, kThreadFn,
+                        "Can't start calc3DProc thread, calc3DVolume obj is null!\n"),
               1);
     EXPECT_TRUE(log.withText("Exit 3D volume proc thread success.\n").empty());
     EXPECT_TRUE(log.withText("Start 3D volume proc thread success.\n").empty());
@@ -64,7 +65,8 @@ TEST_F(CalcQuboid3DMgrTest, StopWithNoThreadReturnsTrue) {
 
 TEST_F(CalcQuboid3DMgrTest, FrameStatusCallbackWithoutCamerasFails) {
     EXPECT_FALSE(manager.setFrameStatusCallback(nullptr));
-    EXPECT_EQ(log.count(OVP_LOG_ERROR, kVolume, "Orvia::VisionSystem::CCalcQuboid3DMgr::setFrameStatusCallback",
+    EXPECT_EQ(log.count(OVP_LOG_ERROR, kVolume,
+                        "Orvia::VisionSystem::CCalcQuboid3DMgr::setFrameStatusCallback",
                         "setFrameStatusCallback error, no camera is valid."),
               1);
 }

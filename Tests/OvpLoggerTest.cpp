@@ -214,7 +214,8 @@ TEST_F(OvpLoggerDefaultSink, StderrValueWritesToStandardError) {
     logWarnEx("Chan", &kHere, "on stderr %d\n", 5);
     ovpLogFlush();
     const std::string err = ::testing::internal::GetCapturedStderr();
-    EXPECT_NE(err.find("[Chan] on stderr 5  Tests/OvpLoggerTest.cpp:42 someFunction\n"), std::string::npos) << err;
+    EXPECT_NE(err.find("[Chan] on stderr 5  Tests/OvpLoggerTest.cpp:42 someFunction\n"), std::string::npos)
+        << err;
 }
 
 TEST_F(OvpLoggerDefaultSink, UnopenableFileFallsBackToStandardError) {

@@ -22,7 +22,9 @@ constexpr const char* kVolume = "Volume";
 constexpr VslbHandle kUnknownHandle = 0x1234;
 const std::string kLookupLine = "CAPI cant't find obj by handle[1234]\n";
 
-const CCalcQuboid3DMgr* objectOf(VslbHandle handle) { return reinterpret_cast<const CCalcQuboid3DMgr*>(handle); }
+const CCalcQuboid3DMgr* objectOf(VslbHandle handle) {
+    return reinterpret_cast<const CCalcQuboid3DMgr*>(handle);
+}
 
 // Creates an object for the test and destroys it afterwards.
 class Quboid3DSdkTest : public TempWorkDirTest {
@@ -96,10 +98,11 @@ TEST_F(Quboid3DSdkTest, BadHandleImageOutputFunctionsGiveTwoErrorLines) {
 
 TEST_F(Quboid3DSdkTest, ImageOutputFunctionsAreNotImplemented) {
     EXPECT_EQ(vslbEnableImageOutput(handle, 1, 2, 3), VSLB_ERR_NOT_IMPLEMENTED);
-    EXPECT_TRUE(log.has(OVP_LOG_ERROR, kSdk, "vslbEnableImageOutput", "vslbEnableImageOutput is not implemented."));
-    EXPECT_EQ(vslbSetImageOutputOption(handle), VSLB_ERR_NOT_IMPLEMENTED);
     EXPECT_TRUE(
-        log.has(OVP_LOG_ERROR, kSdk, "vslbSetImageOutputOption", "vslbSetImageOutputOption is not implemented."));
+        log.has(OVP_LOG_ERROR, kSdk, "vslbEnableImageOutput", "vslbEnableImageOutput is not implemented."));
+    EXPECT_EQ(vslbSetImageOutputOption(handle), VSLB_ERR_NOT_IMPLEMENTED);
+    EXPECT_TRUE(log.has(OVP_LOG_ERROR, kSdk, "vslbSetImageOutputOption",
+                        "vslbSetImageOutputOption is not implemented."));
     EXPECT_EQ(log.lines().size(), 2u);
 }
 
@@ -220,7 +223,9 @@ TEST_F(Quboid3DSdkTest, StopTwiceReturnsOkBothTimes) {
     EXPECT_EQ(vslbQuboid3DStop(handle), VSLB_OK);
 }
 
-TEST_F(Quboid3DSdkTest, StopWithoutRunReturnsOk) { EXPECT_EQ(vslbQuboid3DStop(handle), VSLB_OK); }
+TEST_F(Quboid3DSdkTest, StopWithoutRunReturnsOk) {
+    EXPECT_EQ(vslbQuboid3DStop(handle), VSLB_OK);
+}
 
 TEST_F(Quboid3DSdkTest, RunAgainAfterStopStartsAFreshThread) {
     ASSERT_EQ(vslbQuboid3DRun(handle, nullptr), VSLB_OK);
@@ -232,7 +237,8 @@ TEST_F(Quboid3DSdkTest, RunAgainAfterStopStartsAFreshThread) {
 
 TEST_F(Quboid3DSdkTest, FrameStatusCallbackBeforeInitFailsForWantOfCameras) {
     EXPECT_EQ(vslbSetFrameStatusCallback(handle, nullptr), VSLB_ERR_FAILED);
-    EXPECT_TRUE(log.has(OVP_LOG_ERROR, kVolume, "Orvia::VisionSystem::CCalcQuboid3DMgr::setFrameStatusCallback",
+    EXPECT_TRUE(log.has(OVP_LOG_ERROR, kVolume,
+                        "Orvia::VisionSystem::CCalcQuboid3DMgr::setFrameStatusCallback",
                         "setFrameStatusCallback error, no camera is valid."));
 }
 

@@ -6,9 +6,15 @@
 namespace ovp::logger {
 namespace {
 
-bool isFlag(char c) { return c == '-' || c == '+' || c == ' ' || c == '#' || c == '0'; }
-bool isDigit(char c) { return c >= '0' && c <= '9'; }
-bool isIntegerConversion(char c) { return c != '\0' && std::strchr("diouxX", c) != nullptr; }
+bool isFlag(char c) {
+    return c == '-' || c == '+' || c == ' ' || c == '#' || c == '0';
+}
+bool isDigit(char c) {
+    return c >= '0' && c <= '9';
+}
+bool isIntegerConversion(char c) {
+    return c != '\0' && std::strchr("diouxX", c) != nullptr;
+}
 
 // Skips flags, width and precision of one conversion; `p` stands just after the '%'.
 const char* skipFlagsWidthPrecision(const char* p) {

@@ -2,9 +2,13 @@
 
 namespace quboid3d::test {
 
-LogCapture::LogCapture() { ovpLogSetHandler(&LogCapture::onLine, this); }
+LogCapture::LogCapture() {
+    ovpLogSetHandler(&LogCapture::onLine, this);
+}
 
-LogCapture::~LogCapture() { ovpLogSetHandler(nullptr, nullptr); }
+LogCapture::~LogCapture() {
+    ovpLogSetHandler(nullptr, nullptr);
+}
 
 void LogCapture::onLine(void* user, int level, const char* channel, const OvpLogLocation* loc,
                         const char* text) {

@@ -32,14 +32,17 @@ public:
     // Lines whose text is exactly `text`.
     std::vector<LogLine> withText(const std::string& text) const;
     // Number of lines with this level, channel, function and exact text.
-    int count(int level, const std::string& channel, const std::string& function, const std::string& text) const;
-    bool has(int level, const std::string& channel, const std::string& function, const std::string& text) const {
+    int count(int level, const std::string& channel, const std::string& function,
+              const std::string& text) const;
+    bool has(int level, const std::string& channel, const std::string& function,
+             const std::string& text) const {
         return count(level, channel, function, text) > 0;
     }
     void clear();
 
 private:
-    static void onLine(void* user, int level, const char* channel, const OvpLogLocation* loc, const char* text);
+    static void onLine(void* user, int level, const char* channel, const OvpLogLocation* loc,
+                       const char* text);
 
     mutable std::mutex mutex_;
     std::vector<LogLine> lines_;

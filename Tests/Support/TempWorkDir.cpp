@@ -15,8 +15,8 @@ fs::path uniqueDirectory() {
     std::random_device seed;
     const auto stamp = std::chrono::steady_clock::now().time_since_epoch().count();
     for (;;) {
-        const std::string name = "quboid3d-test-" + std::to_string(seed()) + "-" + std::to_string(stamp) + "-" +
-                                 std::to_string(counter++);
+        const std::string name = "quboid3d-test-" + std::to_string(seed()) + "-" + std::to_string(stamp) +
+                                 "-" + std::to_string(counter++);
         fs::path candidate = fs::temp_directory_path() / name;
         if (fs::create_directory(candidate))
             return candidate;
