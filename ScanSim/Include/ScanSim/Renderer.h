@@ -1,0 +1,99 @@
+// Renders what the camera sees in one frame: the laser fan is traced against the scene, each
+// lit point that the camera sees directly becomes a Gaussian line across rows of its column.
+#pragma once
+
+#include "ScanSim/Scene.h"
+
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <vector>
+
+namespace ScanSim {
+
+constexpr int kBeltObject = -1; // ColumnSample.object for the belt itself
+
+// One point of the laser line in one image column.
+struct ColumnSample {
+    float row = 0.0f;         // sub-pixel row of the line centre
+    float intensity = 0.0f;   // peak grey before saturation, ambient and noise
+    int object = kBeltObject; // index into SceneLayout::objects, or kBeltObject
+    bool visible = true;      // false: lit by the laser but hidden from the camera
+    Vec3 point;               // board coordinates of the lit point at this frame
+};
+
+// The geometric content of one frame: for each column, the lit points of the laser line that
+// fall in it (at most kMaxSamplesPerColumn), visible or hidden from the camera.
+struct ProfileTrace {
+    static constexpr int kMaxSamplesPerColumn = 4;
+    int frame = 0;
+    int width = 0;
+    std::vector<ColumnSample> samples; // width * kMaxSamplesPerColumn
+    std::vector<uint8_t> counts;       // samples used per column
+
+    const ColumnSample* column(int c) const {
+        return &samples[static_cast<size_t>(c) * kMaxSamplesPerColumn];
+    }
+    // The brightest visible sample of a column, or null.
+    const ColumnSample* brightestVisible(int c) const;
+};
+
+// Per-column line positions, the form an on-camera extractor delivers.
+struct LineForm {
+    std::vector<float> rows;    // sub-pixel row per column; negative where there is no line
+    std::vector<uint8_t> peaks; // peak grey per column; 0 where there is no line
+};
+
+// The camera's PipelineImage block that carries a LineForm.
+constexpr size_t kPipelineCountOffset = 36;
+constexpr size_t kPipelineFirstOffset = 48;
+constexpr size_t kPipelineSecondOffset = 15408;
+constexpr int kPipelineMaxCount = 3840;
+constexpr size_t kPipelineImageSize = kPipelineSecondOffset + kPipelineMaxCount;
+static_assert(kPipelineFirstOffset + kPipelineMaxCount * sizeof(float) == kPipelineSecondOffset);
+static_assert(kPipelineImageSize == 19248);
+
+// Fills a zeroed PipelineImage block of kPipelineImageSize bytes; false if the form holds more
+// than kPipelineMaxCount columns.
+bool buildPipelineImage(const LineForm& form, std::vector<uint8_t>& block);
+
+// Packs Mono8 pixels (in stream order) into Mono4p: the top 4 bits of each pixel, two pixels a
+// byte, the first pixel in the low nibble; an odd last pixel leaves the high nibble 0.
+std::vector<uint8_t> packMono4p(const uint8_t* mono8, size_t pixelCount);
+
+struct RenderedFrame {
+    ProfileTrace trace;
+    std::vector<uint8_t> mono8; // width * height
+    LineForm line;
+};
+
+class CFrameRenderer {
+public:
+    explicit CFrameRenderer(Scene scene);
+    ~CFrameRenderer();
+    CFrameRenderer(const CFrameRenderer&) = delete;
+    CFrameRenderer& operator=(const CFrameRenderer&) = delete;
+
+    const Scene& scene() const { return scene_; }
+    const SceneLayout& layout() const { return layout_; }
+    int frameCount() const { return layout_.frameCount; }
+    int width() const { return scene_.station.camera.width; }
+    int height() const { return scene_.station.camera.height; }
+
+    // Board position of an object's footprint centre at a frame.
+    Vec3 objectCentreAt(int object, int frame) const;
+
+    // Each of these depends only on the scene, its seed and the frame number.
+    void trace(int frame, ProfileTrace& out) const;
+    void renderMono8(const ProfileTrace& trace, std::vector<uint8_t>& pixels) const;
+    void renderLineForm(const ProfileTrace& trace, LineForm& out) const;
+    void render(int frame, RenderedFrame& out) const;
+
+private:
+    struct Impl;
+    Scene scene_;
+    SceneLayout layout_;
+    std::unique_ptr<Impl> impl_;
+};
+
+} // namespace ScanSim
