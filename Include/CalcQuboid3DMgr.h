@@ -40,6 +40,8 @@ public:
 
     bool localModeEnabled() const { return localMode; }
     const std::string& configDir() const { return cfgDir; }
+    const Memory::TSharedPtr<CCalcQuboid3DMulti>& calculatorObject() const { return calculator; }
+    const std::vector<Memory::TSharedPtr<CLoadImage>>& localSources() const { return localDirs; }
 
 private:
     void threadCalcQuboid3D();

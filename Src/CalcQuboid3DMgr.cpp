@@ -1,6 +1,7 @@
 #include "CalcQuboid3DMgr.h"
 
 #include "CalcQuboid3DMulti.h"
+#include "LoadImage.h"
 #include "VsLog.h"
 
 namespace Orvia::VisionSystem {
@@ -13,6 +14,7 @@ constexpr const char* kFinalizeFn = "Orvia::VisionSystem::CCalcQuboid3DMgr::fina
 constexpr const char* kFrameStatusFn = "Orvia::VisionSystem::CCalcQuboid3DMgr::setFrameStatusCallback";
 constexpr const char* kThreadFn = "Orvia::VisionSystem::CCalcQuboid3DMgr::threadCalcQuboid3D";
 constexpr const char* kDefaultCfgDir = "./3DCfg/";
+constexpr const char* kLocalImagesDir = "./LocalImages/";
 
 void setError(int* error, int code) {
     if (error != nullptr)
@@ -108,9 +110,40 @@ void CCalcQuboid3DMgr::threadCalcQuboid3D() {
     // The measuring loop arrives with the calculator's frame processing.
 }
 
+// Local mode has one stored-image source and no camera at all.
+bool CCalcQuboid3DMgr::initLocalSource(int* error) {
+    VS_LOG_INFO(kChannel, kInitializeFn, "run in local mode.");
+    localDirs.clear();
+    auto source = std::make_shared<CLoadImage>(std::string(kLocalImagesDir) + "*");
+    if (!source->openDir()) {
+        setError(error, VSLB_ERR_OPEN_LOCAL_DIR);
+        VS_LOG_ERROR(kChannel, kInitializeFn, "Initialize 3D volume failed, open local dir failed.\n");
+        return false;
+    }
+    localDirs.push_back(std::move(source));
+    return true;
+}
+
+// A calculator from an earlier initialize is dropped here without release().
+bool CCalcQuboid3DMgr::initCalculator(const std::string& dir, int* error) {
+    calculator = std::make_shared<CCalcQuboid3DMulti>();
+    if (forceUnitSpeedVy)
+        calculator->forceUnitSpeedVy = true;
+    if (!calculator->initialize(dir, error)) {
+        VS_LOG_ERROR(kChannel, kInitializeFn, "Initialize 3D volume failed, init volume 3D failed.\n");
+        return false;
+    }
+    return true;
+}
+
+void CCalcQuboid3DMgr::clearLocalFileLists() {
+    for (const auto& source : localDirs)
+        source->clearFiles();
+}
+
 // The steps below are the places where the output plug-in, the cameras, the calibration in
-// the camera, factory data, the stored-image source and the calculator join the object. Each
-// one has nothing to do until its subsystem exists.
+// the camera and factory data join the object. Each one has nothing to do until its subsystem
+// exists.
 
 bool CCalcQuboid3DMgr::initOutputPlugin() {
     return true;
@@ -124,12 +157,6 @@ bool CCalcQuboid3DMgr::downloadCalibration(const std::string&, int*) {
 bool CCalcQuboid3DMgr::applyFactoryData(const std::string&, int*) {
     return true;
 }
-bool CCalcQuboid3DMgr::initLocalSource(int*) {
-    return true;
-}
-bool CCalcQuboid3DMgr::initCalculator(const std::string&, int*) {
-    return true;
-}
 bool CCalcQuboid3DMgr::startCameras() {
     return true;
 }
@@ -137,7 +164,6 @@ void CCalcQuboid3DMgr::stopCameras() {}
 void CCalcQuboid3DMgr::closeCameras() {}
 void CCalcQuboid3DMgr::setCamerasFrameStatusCallback(VslbFrameStatusCallback) {}
 void CCalcQuboid3DMgr::writeBackFactoryData() {}
-void CCalcQuboid3DMgr::clearLocalFileLists() {}
 void CCalcQuboid3DMgr::finishOutputPlugin() {
     outputPlugin.reset();
 }

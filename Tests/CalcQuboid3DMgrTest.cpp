@@ -4,6 +4,11 @@
 
 #include <gtest/gtest.h>
 
+#include "CalcQuboid3DMulti.h"
+#include "CalibFiles.h"
+#include "ImageFiles.h"
+#include "LoadImage.h"
+#include "LpmcStub.h"
 #include "TempWorkDir.h"
 
 namespace quboid3d::test {
@@ -14,8 +19,21 @@ using Orvia::VisionSystem::CCalcQuboid3DMgr;
 constexpr const char* kVolume = "Volume";
 constexpr const char* kThreadFn = "Orvia::VisionSystem::CCalcQuboid3DMgr::threadCalcQuboid3D";
 
+namespace stub = lpmc_stub;
+constexpr const char* kInitializeFn = "Orvia::VisionSystem::CCalcQuboid3DMgr::initialize";
+
+// A working directory with a configuration directory "cfg/" and one stored image.
 class CalcQuboid3DMgrTest : public TempWorkDirTest {
 protected:
+    void SetUp() override {
+        stub::reset();
+        CalibFiles{}.write("cfg/");
+        CalibFiles{}.write("./3DCfg/");
+        std::filesystem::create_directories("LocalImages");
+        ASSERT_TRUE(writeGreyPng("LocalImages/0001.png", 8, 4, flatGrey(8, 4, 0)));
+    }
+    void TearDown() override { manager.finalize(); }
+
     CCalcQuboid3DMgr manager;
 };
 
@@ -37,15 +55,90 @@ TEST_F(CalcQuboid3DMgrTest, EmptyDirectoryMeansTheDefaultOne) {
 }
 
 TEST_F(CalcQuboid3DMgrTest, NullErrorOutputIsAllowed) {
-    EXPECT_TRUE(manager.initialize(false, "x/", nullptr));
+    EXPECT_TRUE(manager.initialize(false, "cfg/", nullptr));
     EXPECT_FALSE(manager.localModeEnabled());
+    EXPECT_FALSE(manager.initialize(false, "missing/", nullptr));
 }
 
 TEST_F(CalcQuboid3DMgrTest, FinalizeKeepsModeAndDirectory) {
-    ASSERT_TRUE(manager.initialize(true, "keep/", nullptr));
+    ASSERT_TRUE(manager.initialize(true, "cfg/", nullptr));
     ASSERT_TRUE(manager.finalize());
     EXPECT_TRUE(manager.localModeEnabled());
-    EXPECT_EQ(manager.configDir(), "keep/");
+    EXPECT_EQ(manager.configDir(), "cfg/");
+}
+
+TEST_F(CalcQuboid3DMgrTest, LocalModeLogsItselfAndMakesOneSourceAndACalculator) {
+    int error = 0;
+    ASSERT_TRUE(manager.initialize(true, "cfg/", &error));
+    EXPECT_TRUE(log.has(OVP_LOG_INFO, kVolume, kInitializeFn, "run in local mode."));
+    ASSERT_EQ(manager.localSources().size(), 1u);
+    EXPECT_EQ(manager.localSources()[0]->fileList(), std::vector<std::string>{"./LocalImages/0001.png"});
+    EXPECT_NE(manager.calculatorObject(), nullptr);
+}
+
+TEST_F(CalcQuboid3DMgrTest, MissingImageDirectoryGives997AndNoCalculator) {
+    std::filesystem::remove_all("LocalImages");
+    int error = 0;
+    EXPECT_FALSE(manager.initialize(true, "cfg/", &error));
+    EXPECT_EQ(error, VSLB_ERR_OPEN_LOCAL_DIR);
+    EXPECT_EQ(log.count(OVP_LOG_ERROR, kVolume, kInitializeFn,
+                        "Initialize 3D volume failed, open local dir failed.\n"),
+              1);
+    EXPECT_EQ(manager.calculatorObject(), nullptr);
+    EXPECT_EQ(stub::received().createCalls, 0);
+    EXPECT_TRUE(manager.localSources().empty());
+}
+
+TEST_F(CalcQuboid3DMgrTest, FailingCalculatorReportsItsCodeAndLeavesTheImageSource) {
+    int error = 0;
+    EXPECT_FALSE(manager.initialize(true, "missing/", &error));
+    EXPECT_EQ(error, VSLB_ERR_READ_CFG);
+    EXPECT_EQ(log.count(OVP_LOG_ERROR, kVolume, kInitializeFn,
+                        "Initialize 3D volume failed, init volume 3D failed.\n"),
+              1);
+    EXPECT_EQ(manager.localSources().size(), 1u);
+    EXPECT_TRUE(log.withText("Initialize 3D volume success!\n").empty());
+    ASSERT_TRUE(manager.finalize());
+    EXPECT_TRUE(manager.localSources().empty());
+}
+
+TEST_F(CalcQuboid3DMgrTest, CameraModeMakesACalculatorAndNoImageSource) {
+    int error = 0;
+    ASSERT_TRUE(manager.initialize(false, "cfg/", &error));
+    EXPECT_TRUE(manager.localSources().empty());
+    EXPECT_NE(manager.calculatorObject(), nullptr);
+    EXPECT_TRUE(log.withText("run in local mode.").empty());
+}
+
+TEST_F(CalcQuboid3DMgrTest, SecondInitializeReplacesTheSourceAndDropsTheCalculatorWithoutRelease) {
+    ASSERT_TRUE(manager.initialize(true, "cfg/", nullptr));
+    const auto firstCalculator = manager.calculatorObject();
+    const auto firstSource = manager.localSources().at(0);
+    ASSERT_TRUE(manager.initialize(true, "cfg/", nullptr));
+    EXPECT_NE(manager.calculatorObject(), firstCalculator);
+    ASSERT_EQ(manager.localSources().size(), 1u);
+    EXPECT_NE(manager.localSources()[0], firstSource);
+    EXPECT_EQ(stub::received().releaseCalls, 0);
+    EXPECT_EQ(stub::received().createCalls, 2);
+}
+
+TEST_F(CalcQuboid3DMgrTest, FinalizeReleasesTheCalculatorAndEmptiesTheSources) {
+    ASSERT_TRUE(manager.initialize(true, "cfg/", nullptr));
+    const auto source = manager.localSources().at(0);
+    ASSERT_TRUE(manager.finalize());
+    EXPECT_EQ(stub::received().releaseCalls, 1);
+    EXPECT_EQ(manager.calculatorObject(), nullptr);
+    EXPECT_TRUE(manager.localSources().empty());
+    EXPECT_TRUE(source->fileList().empty()) << "the file list is emptied before the source is dropped";
+}
+
+TEST_F(CalcQuboid3DMgrTest, RunClearsAndStopRaisesTheCalculatorsStopFlag) {
+    ASSERT_TRUE(manager.initialize(true, "cfg/", nullptr));
+    manager.calculatorObject()->stopRequested = true;
+    ASSERT_TRUE(manager.run(nullptr));
+    EXPECT_FALSE(manager.calculatorObject()->stopRequested.load());
+    ASSERT_TRUE(manager.stop());
+    EXPECT_TRUE(manager.calculatorObject()->stopRequested.load());
 }
 
 TEST_F(CalcQuboid3DMgrTest, RunStraightAfterConstructionReturnsTrueAndStopJoins) {

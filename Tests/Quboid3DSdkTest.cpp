@@ -7,6 +7,9 @@
 #include <gtest/gtest.h>
 
 #include "CalcQuboid3DMgr.h"
+#include "CalibFiles.h"
+#include "ImageFiles.h"
+#include "LpmcStub.h"
 #include "Quboid3DSdkTables.h"
 #include "TempWorkDir.h"
 
@@ -26,13 +29,25 @@ const CCalcQuboid3DMgr* objectOf(VslbHandle handle) {
     return reinterpret_cast<const CCalcQuboid3DMgr*>(handle);
 }
 
-// Creates an object for the test and destroys it afterwards.
+// Creates an object for the test and destroys it afterwards. The working directory holds a
+// configuration directory "cfg/" that the scripted sheet-of-light library accepts.
 class Quboid3DSdkTest : public TempWorkDirTest {
 protected:
+    void SetUp() override {
+        lpmc_stub::reset();
+        CalibFiles{}.write("cfg/");
+    }
     void TearDown() override {
         if (handle != 0)
             vslbQuboid3DDestroy(handle);
     }
+    // Local mode: the mode file and one stored image.
+    void enterLocalMode() const {
+        workDir.writeFile("LocalMode.dat");
+        std::filesystem::create_directories("LocalImages");
+        ASSERT_TRUE(writeGreyPng("LocalImages/0001.png", 8, 4, flatGrey(8, 4, 0)));
+    }
+
     VslbHandle handle = vslbQuboid3DCreate();
 };
 
@@ -152,11 +167,14 @@ TEST_F(Quboid3DSdkTest, EmptyCfgDirRaisesInvalidStringPosition) {
 }
 
 TEST_F(Quboid3DSdkTest, BackslashesBecomeSlashesAndATrailingSlashIsAdded) {
+    CalibFiles{}.write("C:/cfg/");
     ASSERT_EQ(vslbQuboid3DInit(handle, "C:\\cfg"), VSLB_OK);
     EXPECT_EQ(objectOf(handle)->configDir(), "C:/cfg/");
 }
 
 TEST_F(Quboid3DSdkTest, DirectoryEndingInASlashStaysAsItIs) {
+    CalibFiles{}.write("some/dir/");
+    CalibFiles{}.write("back/slash/");
     ASSERT_EQ(vslbQuboid3DInit(handle, "some/dir/"), VSLB_OK);
     EXPECT_EQ(objectOf(handle)->configDir(), "some/dir/");
     ASSERT_EQ(vslbQuboid3DInit(handle, "back\\slash\\"), VSLB_OK);
@@ -175,12 +193,13 @@ TEST_F(Quboid3DSdkTest, WithoutLocalModeFileCameraModeIsChosen) {
 }
 
 TEST_F(Quboid3DSdkTest, EmptyLocalModeFileTurnsLocalModeOn) {
-    workDir.writeFile("LocalMode.dat", "");
+    enterLocalMode();
     ASSERT_EQ(vslbQuboid3DInit(handle, "cfg"), VSLB_OK);
     EXPECT_TRUE(objectOf(handle)->localModeEnabled());
 }
 
 TEST_F(Quboid3DSdkTest, LocalModeFileContentIsNeverRead) {
+    enterLocalMode();
     workDir.writeFile("LocalMode.dat", std::string("\0\xff\x01 not a setting\n", 18));
     ASSERT_EQ(vslbQuboid3DInit(handle, "cfg"), VSLB_OK);
     EXPECT_TRUE(objectOf(handle)->localModeEnabled());
@@ -190,6 +209,17 @@ TEST_F(Quboid3DSdkTest, LocalModeFileElsewhereThanTheWorkingDirectoryIsIgnored) 
     workDir.writeFile("cfg/LocalMode.dat", "");
     ASSERT_EQ(vslbQuboid3DInit(handle, "cfg"), VSLB_OK);
     EXPECT_FALSE(objectOf(handle)->localModeEnabled());
+}
+
+TEST_F(Quboid3DSdkTest, LocalModeWithoutImageDirectoryFailsWith997) {
+    workDir.writeFile("LocalMode.dat");
+    EXPECT_EQ(vslbQuboid3DInit(handle, "cfg"), VSLB_ERR_OPEN_LOCAL_DIR);
+}
+
+TEST_F(Quboid3DSdkTest, CalculatorFailureCodeReachesTheCaller) {
+    EXPECT_EQ(vslbQuboid3DInit(handle, "nowhere"), VSLB_ERR_READ_CFG);
+    lpmc_stub::script([](lpmc_stub::Script& s) { s.createCode = -1110; });
+    EXPECT_EQ(vslbQuboid3DInit(handle, "cfg"), VSLB_ERR_LPMC_REFUSED);
 }
 
 TEST_F(Quboid3DSdkTest, VersionTextAndCode) {
@@ -243,7 +273,7 @@ TEST_F(Quboid3DSdkTest, FrameStatusCallbackBeforeInitFailsForWantOfCameras) {
 }
 
 TEST_F(Quboid3DSdkTest, FrameStatusCallbackInLocalModeFailsForWantOfCameras) {
-    workDir.writeFile("LocalMode.dat");
+    enterLocalMode();
     ASSERT_EQ(vslbQuboid3DInit(handle, "cfg"), VSLB_OK);
     EXPECT_EQ(vslbSetFrameStatusCallback(handle, nullptr), VSLB_ERR_FAILED);
 }
@@ -258,6 +288,8 @@ TEST_F(Quboid3DSdkTest, CameraStatusCallbackIsAcceptedBeforeInitAndMayBeCleared)
 }
 
 TEST_F(Quboid3DSdkTest, FiniThenInitStartsOver) {
+    CalibFiles{}.write("first/");
+    CalibFiles{}.write("second/");
     ASSERT_EQ(vslbQuboid3DInit(handle, "first"), VSLB_OK);
     ASSERT_EQ(vslbQuboid3DFini(handle), VSLB_OK);
     ASSERT_EQ(vslbQuboid3DInit(handle, "second"), VSLB_OK);
@@ -294,7 +326,7 @@ TEST_F(Quboid3DSdkTest, ConcurrentCallersOnManyObjectsAndOneShared) {
 using Quboid3DSdkDeathTest = Quboid3DSdkTest;
 
 TEST_F(Quboid3DSdkDeathTest, RunTwiceWithoutStopInLocalModeEndsTheProcess) {
-    workDir.writeFile("LocalMode.dat");
+    enterLocalMode();
     ASSERT_EQ(vslbQuboid3DInit(handle, "cfg"), VSLB_OK);
     EXPECT_DEATH(
         {

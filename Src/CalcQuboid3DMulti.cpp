@@ -1,0 +1,381 @@
+#include "CalcQuboid3DMulti.h"
+
+#include <algorithm>
+#include <chrono>
+#include <cstdio>
+#include <cstring>
+#include <map>
+#include <memory>
+#include <mutex>
+#include <thread>
+
+#include "KeyValueCfgParser.h"
+#include "LoadImage.h"
+#include "Quboid3DSdk.h"
+#include "VsLog.h"
+
+namespace Orvia::VisionSystem {
+namespace {
+
+constexpr const char* kLogSource = "Src/CalcQuboid3DMulti.cpp";
+constexpr const char* kChannel = "Volume";
+constexpr const char* kInitializeFn = "Orvia::VisionSystem::CCalcQuboid3DMulti::initialize";
+constexpr const char* kReadCalibFn = "Orvia::VisionSystem::CCalcQuboid3DMulti::readCalibData";
+constexpr const char* kReadConfigFn = "Orvia::VisionSystem::CCalcQuboid3DMulti::readConfig";
+constexpr const char* kSetConfigFn = "Orvia::VisionSystem::CCalcQuboid3DMulti::setConfig";
+constexpr const char* kProcessFn = "Orvia::VisionSystem::CCalcQuboid3DMulti::process";
+constexpr const char* kDefaultCfgDir = "./3DCfg/";
+constexpr std::uint64_t kStoredImageTag = 0x100;
+constexpr int kIntrinsicsCount = 9;
+constexpr int kDistortionCount = 5;
+constexpr int kExtrinsicsCount = 6;
+
+std::string dirOrDefault(const std::string& cfgDir) {
+    return cfgDir.empty() ? kDefaultCfgDir : cfgDir;
+}
+
+void setError(int* error, int code) {
+    if (error != nullptr)
+        *error = code;
+}
+
+// The library's creation codes as the C interface reports them; the table lives as long as the
+// process.
+int translateCreateFailure(int code) {
+    static const std::map<int, int> known{{LPMC_ERR_CALIBRATION, VSLB_ERR_LPMC_REFUSED}};
+    const auto found = known.find(code);
+    return found != known.end() ? found->second : VSLB_ERR_LPMC_CREATE;
+}
+
+// The timestamp of each stored image: one single-precision count for the whole process, never
+// reset, shared by every measuring object. Relaxed atomics keep two objects from tearing it
+// without ordering them: like any unguarded counter, a race may hand out one value twice.
+std::atomic<float> storedImageCounter{1.0f};
+
+// Region records handed to the library stay allocated to the end of the process; they are
+// kept here so that they stay reachable.
+void keepForProcessLifetime(LpmcImageRegion* region) {
+    static std::vector<std::unique_ptr<LpmcImageRegion>> regions;
+    static std::mutex mutex;
+    std::lock_guard lock(mutex);
+    regions.emplace_back(region);
+}
+
+// Copies at most `capacity` elements of a list value into `target`; missing elements stay.
+void copyList(CKeyValueCfgParser& parser, const char* key, double* target, int capacity) {
+    double* values = nullptr;
+    const int count = parser.getVal(key, values);
+    std::copy_n(values, std::min(count, capacity), target);
+}
+
+// The per-camera calibration file names, formed in buffers of 512 bytes.
+std::string cameraFile(const char* format, const std::string& dir, std::uint32_t camera) {
+    char path[512];
+    std::snprintf(path, sizeof path, format, dir.c_str(), static_cast<int>(camera));
+    return path;
+}
+
+template <class T>
+T* allocateCleared() {
+    return new T{};
+}
+
+} // namespace
+
+CCalcQuboid3DMulti::CCalcQuboid3DMulti() {
+    for (std::uint32_t i = 0; i < LPMC_MAX_CAMERAS; ++i) {
+        createParam.calib[i] = nullptr;
+        input.image[i] = nullptr;
+    }
+}
+
+// Releasing the library is the owner's duty: a calculator dropped without release() abandons
+// its library instance. Our own records go with it all the same, since that instance is never
+// called again.
+CCalcQuboid3DMulti::~CCalcQuboid3DMulti() {
+    freeRecords();
+}
+
+void CCalcQuboid3DMulti::allocateCalibration() {
+    for (std::uint32_t i = 0; i < cameraCount; ++i) {
+        auto* calib = allocateCleared<LpmcCameraCalib>();
+        calib->lens = allocateCleared<LpmcLensModel>();
+        calib->plane = allocateCleared<LpmcLightPlane>();
+        calib->motion = allocateCleared<LpmcMotion>();
+        calib->lens->intrinsics = new double[kIntrinsicsCount]{};
+        calib->lens->distortion = new double[kDistortionCount]{};
+        calib->lens->extrinsics = new double[kExtrinsicsCount]{};
+        calib->lens->reserved = nullptr;
+        createParam.calib[i] = calib;
+    }
+}
+
+bool CCalcQuboid3DMulti::initialize(const std::string& cfgDir, int* outError) {
+    VS_LOG_INFO(kChannel, kInitializeFn, "3DVolume do initialize starting...\n");
+    std::memset(&config, 0, sizeof config);
+    cameraCount = 1;
+    createParam.cameraCount = 1;
+    allocateCalibration();
+
+    if (!readCalibData(cfgDir)) {
+        setError(outError, VSLB_ERR_READ_CFG);
+        VS_LOG_ERROR(kChannel, kInitializeFn, "Read calib data failed.\n");
+        return false;
+    }
+    VS_LOG_INFO(kChannel, kInitializeFn, "Read calib data success.\n");
+
+    const std::string scanPath = dirOrDefault(cfgDir) + "CalibScanCfg.cfg";
+    CKeyValueCfgParser scan;
+    if (!scan.parseKeyValueCfg(scanPath.c_str(), true)) {
+        setError(outError, VSLB_ERR_READ_CFG);
+        VS_LOG_ERROR(kChannel, kInitializeFn, "Open cfg file[%s] failed.\n", scanPath.c_str());
+        return false;
+    }
+    createParam.cameraCount = static_cast<std::int32_t>(cameraCount);
+    scan.getVal("scan_frame_num", createParam.frameNum);
+    for (std::uint32_t i = 0; i < cameraCount; ++i) {
+        scan.getVal("image_width", createParam.imageSize[i].width);
+        scan.getVal("image_height", createParam.imageSize[i].height);
+    }
+    createParam.reserved0 = 0;
+    createParam.reserved1 = 2;
+    scan.getVal("scan_frame_timeout", frameTimeout);
+
+    if (const int code = lpmcCreate(&handle, &createParam); code != 0) {
+        setError(outError, translateCreateFailure(code));
+        VS_LOG_ERROR(kChannel, kInitializeFn, "lpmcCreate run failed, error code: %d\n", code);
+        return false;
+    }
+    VS_LOG_INFO(kChannel, kInitializeFn, "laserPlaneInit success.\n");
+
+    if (!setConfig(cfgDir)) {
+        setError(outError, VSLB_ERR_SET_CONFIG);
+        VS_LOG_ERROR(kChannel, kInitializeFn, "Set config failed.\n");
+        return false;
+    }
+    VS_LOG_INFO(kChannel, kInitializeFn, "Set config success.\n");
+
+    // Filled anew in every pass, so not cleared here.
+    for (std::uint32_t i = 0; i < cameraCount; ++i)
+        input.image[i] = static_cast<LpmcImageDesc*>(::operator new(sizeof(LpmcImageDesc)));
+    result.points = nullptr;
+    result.auxPoints = nullptr;
+    stopRequested.store(false);
+    pendingList.clear();
+    VS_LOG_INFO(kChannel, kInitializeFn, "3DVolume do initialize finish.\n");
+    return true;
+}
+
+bool CCalcQuboid3DMulti::readCalibData(const std::string& cfgDir) {
+    const std::string dir = dirOrDefault(cfgDir);
+    const std::string planePath = dir + "LightPlaneParam.data";
+    CKeyValueCfgParser plane;
+    if (!plane.parseKeyValueCfg(planePath.c_str(), true)) {
+        VS_LOG_ERROR(kChannel, kReadCalibFn, "Open cfg file[%s] failed.\n", planePath.c_str());
+        return false;
+    }
+    const std::string motionPath = dir + "LaserMovePose.data";
+    CKeyValueCfgParser motion;
+    if (!motion.parseKeyValueCfg(motionPath.c_str(), true)) {
+        VS_LOG_ERROR(kChannel, kReadCalibFn, "Open cfg file[%s] failed.\n", motionPath.c_str());
+        return false;
+    }
+    for (std::uint32_t i = 0; i < cameraCount; ++i) {
+        const std::string intrinsicsPath = cameraFile("%sCamInstrinsic%d.data", dir, i);
+        const std::string extrinsicsPath = cameraFile("%sCamExtrinsic%d.data", dir, i);
+        CKeyValueCfgParser intrinsics;
+        if (!intrinsics.parseKeyValueCfg(intrinsicsPath.c_str(), true)) {
+            VS_LOG_ERROR(kChannel, kReadCalibFn, "Open cfg file[%s] failed.\n", intrinsicsPath.c_str());
+            return false;
+        }
+        CKeyValueCfgParser extrinsics;
+        if (!extrinsics.parseKeyValueCfg(extrinsicsPath.c_str(), true)) {
+            VS_LOG_ERROR(kChannel, kReadCalibFn, "Open cfg file[%s] failed.\n", extrinsicsPath.c_str());
+            return false;
+        }
+        LpmcCameraCalib& calib = *createParam.calib[i];
+        copyList(intrinsics, "InstriCamParams", calib.lens->intrinsics, kIntrinsicsCount);
+        copyList(intrinsics, "InstriCamDistorTion", calib.lens->distortion, kDistortionCount);
+        copyList(extrinsics, "ExtriCamParams", calib.lens->extrinsics, kExtrinsicsCount);
+        plane.getVal("PlaneA", calib.plane->PlaneA);
+        plane.getVal("PlaneB", calib.plane->PlaneB);
+        plane.getVal("PlaneC", calib.plane->PlaneC);
+        plane.getVal("PlaneHeightFactor", calib.plane->PlaneHeightFactor);
+        motion.getVal("SpeedVx", calib.motion->SpeedVx);
+        motion.getVal("SpeedVy", calib.motion->SpeedVy);
+        if (forceUnitSpeedVy)
+            calib.motion->SpeedVy = 1.0;
+    }
+    return true;
+}
+
+bool CCalcQuboid3DMulti::setConfig(const std::string& cfgDir) {
+    for (std::uint32_t i = 0; i < cameraCount; ++i) {
+        config.region[i] = static_cast<LpmcImageRegion*>(::operator new(sizeof(LpmcImageRegion)));
+        keepForProcessLifetime(config.region[i]);
+    }
+    if (const int flag = lpmcGetConfig(handle, &config); flag < 0) {
+        VS_LOG_ERROR(kChannel, kSetConfigFn, "lpmcGetConfig run failed. flag[%d]\n", flag);
+        return false;
+    }
+    if (!readConfig(cfgDir)) {
+        VS_LOG_ERROR(kChannel, kSetConfigFn, "Read cfg ScanConfig.yml failed.\n");
+        return false;
+    }
+    if (const int flag = lpmcSetConfig(handle, &config); flag < 0) {
+        VS_LOG_ERROR(kChannel, kSetConfigFn, "lpmcSetConfig run failed. flag[%d]\n", flag);
+        return false;
+    }
+    return true;
+}
+
+bool CCalcQuboid3DMulti::readConfig(const std::string& cfgDir) {
+    const std::string path = dirOrDefault(cfgDir) + "CalibScanCfg.cfg";
+    CKeyValueCfgParser scan;
+    if (!scan.parseKeyValueCfg(path.c_str(), true)) {
+        VS_LOG_ERROR(kChannel, kReadConfigFn, "Open cfg file[%s] failed.\n", path.c_str());
+        return false;
+    }
+    config.cameraCount = static_cast<std::int32_t>(cameraCount);
+    scan.getVal("laserline_type", config.laserline_type);
+    scan.getVal("laserline_extract_method", config.laserline_extract_method);
+    scan.getVal("scan_chessboard_height", config.scan_chessboard_height);
+    scan.getVal("scan_mult_package_flag", config.scan_mult_package_flag);
+    scan.getVal("scan_end_frame_num", config.scan_end_frame_num);
+    scan.getVal("scan_min_l", config.scan_min_l);
+    scan.getVal("scan_min_w", config.scan_min_w);
+    scan.getVal("scan_min_h", config.scan_min_h);
+    scan.getVal("scan_max_l", config.scan_max_l);
+    scan.getVal("scan_max_w", config.scan_max_w);
+    scan.getVal("scan_max_h", config.scan_max_h);
+    scan.getVal("scan_deep_img_w", config.scan_deep_img_w);
+    scan.getVal("scan_deep_img_h", config.scan_deep_img_h);
+    scan.getVal("scan_noise_factor", config.scan_noise_factor);
+    scan.getVal("scan_volume_finite_flag", config.scan_volume_finite_flag);
+    scan.getVal("scan_package_intime_flag", config.scan_package_intime_flag);
+    scan.getVal("scan_package_distance", config.scan_package_distance);
+    for (std::uint32_t i = 0; i < cameraCount; ++i) {
+        scan.getVal("thresh", config.thresh[i]);
+        scan.getVal("image_width", config.region[i]->width);
+        scan.getVal("image_height", config.region[i]->height);
+        scan.getVal("scan_encode_flag", config.scan_encode_flag[i]);
+        scan.getVal("scan_encode_step", config.scan_encode_step[i]);
+        scan.getVal("scan_gauss_radius", config.scan_gauss_radius[i]);
+        config.region[i]->x = 0;
+        config.region[i]->y = 0;
+    }
+    return true;
+}
+
+bool CCalcQuboid3DMulti::release() {
+    if (handle != nullptr) {
+        lpmcRelease(handle);
+        handle = nullptr;
+    }
+    freeRecords();
+    return true;
+}
+
+void CCalcQuboid3DMulti::freeRecords() {
+    for (std::uint32_t i = 0; i < LPMC_MAX_CAMERAS; ++i) {
+        LpmcCameraCalib*& calib = createParam.calib[i];
+        if (calib == nullptr)
+            continue;
+        if (calib->lens != nullptr) {
+            delete[] calib->lens->intrinsics;
+            delete[] calib->lens->distortion;
+            delete[] calib->lens->extrinsics;
+            ::operator delete(calib->lens->reserved);
+            delete calib->lens;
+            calib->lens = nullptr;
+        }
+        delete calib->plane;
+        calib->plane = nullptr;
+        delete calib->motion;
+        calib->motion = nullptr;
+        delete calib;
+        calib = nullptr;
+    }
+    for (std::uint32_t i = 0; i < LPMC_MAX_CAMERAS; ++i) {
+        ::operator delete(input.image[i]);
+        input.image[i] = nullptr;
+    }
+}
+
+// What the previous result left behind is wiped, but its lists belong to the library.
+void CCalcQuboid3DMulti::clearResult() {
+    constexpr std::size_t kPointBytes = 3 * sizeof(float);
+    if (result.points != nullptr)
+        std::memset(result.points, 0, static_cast<std::size_t>(result.pointCount) * kPointBytes);
+    if (result.auxPoints != nullptr)
+        std::memset(result.auxPoints, 0, static_cast<std::size_t>(result.pointCount) * kPointBytes);
+    std::memset(result.boxAux, 0, sizeof result.boxAux);
+    result.pointCount = 0;
+    result.resultState = 0;
+    result.volumeNum = 0;
+}
+
+bool CCalcQuboid3DMulti::fetchPass(const std::vector<Memory::TSharedPtr<CLoadImage>>& loaders,
+                                   Memory::TSharedPtr<VsImage> (&images)[LPMC_MAX_CAMERAS]) {
+    for (std::uint32_t i = 0; i < cameraCount; ++i) {
+        const auto loader = i < loaders.size() ? loaders[i] : nullptr;
+        const bool fetched = loader && getDirImage(images[i], loader, input.image[i], input.timestamp[i]);
+        input.imageType[i] = LPMC_IMAGE_MONO8;
+        input.image[i]->region = *config.region[i];
+        if (!fetched) {
+            VS_LOG_WARN(kChannel, kProcessFn, "Get dir[%d] image failed.\n", static_cast<int>(i));
+            return false;
+        }
+    }
+    return true;
+}
+
+bool CCalcQuboid3DMulti::process(std::vector<Memory::TSharedPtr<CLoadImage>> loaders,
+                                 std::vector<BoxDims>& boxes, bool& connected, const LpmcResult*& outResult,
+                                 int& outRet) {
+    clearResult();
+    int ret = -1;
+    while (!stopRequested.load()) {
+        Memory::TSharedPtr<VsImage> images[LPMC_MAX_CAMERAS];
+        const bool fetched = fetchPass(loaders, images);
+        if (!connected)
+            break;
+        if (!fetched) {
+            std::this_thread::sleep_for(std::chrono::milliseconds(10));
+            continue;
+        }
+        ret = lpmcProcess(handle, &input, &result);
+        if (ret != 0) {
+            VS_LOG_WARN(kChannel, kProcessFn, "lpmcProcess run result is not 0. ret[%d]\n", ret);
+            break;
+        }
+        if (result.resultState != 0)
+            break;
+    }
+    if (result.resultState != 0) {
+        for (std::int32_t i = 0; i < result.volumeNum; ++i) {
+            const LpmcBox& box = *result.boxes[i];
+            boxes.push_back(BoxDims{box.length, box.width, box.height, box.volume, 0.0});
+        }
+        outResult = &result;
+    }
+    outRet = ret;
+    return true;
+}
+
+bool CCalcQuboid3DMulti::getDirImage(Memory::TSharedPtr<VsImage>& image,
+                                     Memory::TSharedPtr<CLoadImage> loader, LpmcImageDesc* desc,
+                                     double& timestamp) {
+    if (!loader->loadNextImage(image))
+        return false;
+    desc->width = image->width;
+    desc->height = image->height;
+    desc->pixels = image->data.get();
+    desc->sourceTag = kStoredImageTag;
+    const float stamp = storedImageCounter.load(std::memory_order_relaxed);
+    timestamp = stamp;
+    storedImageCounter.store(stamp + 2.0f, std::memory_order_relaxed);
+    return true;
+}
+
+} // namespace Orvia::VisionSystem
