@@ -8,8 +8,11 @@
 #include <thread>
 #include <vector>
 
+#include "BoxDims.h"
 #include "OrviaMemory.h"
 #include "Quboid3DSdk.h"
+
+struct LpmcResult;
 
 namespace Orvia::VisionSystem {
 
@@ -45,6 +48,10 @@ public:
 
 private:
     void threadCalcQuboid3D();
+    void measureOnce(std::vector<BoxDims>& boxes, bool& online);
+    void handOverToOutputPlugin(const BoxDims& box);
+    bool processCameraFrames(std::vector<BoxDims>& boxes, bool& online, const LpmcResult*& result,
+                             int& status);
     bool initOutputPlugin();
 
     bool initCameras(const std::string& dir, int* error);

@@ -1,6 +1,9 @@
 #include "CalcQuboid3DMgr.h"
 
+#include <chrono>
+
 #include "CalcQuboid3DMulti.h"
+#include "ICalcVolumeSink.h"
 #include "LoadImage.h"
 #include "VsLog.h"
 
@@ -9,6 +12,7 @@ namespace {
 
 constexpr const char* kLogSource = "Src/CalcQuboid3DMgr.cpp";
 constexpr const char* kChannel = "Volume";
+constexpr const char* kRecordChannel = "VolumeRecord";
 constexpr const char* kInitializeFn = "Orvia::VisionSystem::CCalcQuboid3DMgr::initialize";
 constexpr const char* kFinalizeFn = "Orvia::VisionSystem::CCalcQuboid3DMgr::finalize";
 constexpr const char* kFrameStatusFn = "Orvia::VisionSystem::CCalcQuboid3DMgr::setFrameStatusCallback";
@@ -107,7 +111,37 @@ void CCalcQuboid3DMgr::threadCalcQuboid3D() {
         VS_LOG_ERROR(kChannel, kThreadFn, "Can't start calc3DProc thread, calc3DVolume obj is null!\n");
         return;
     }
-    // The measuring loop arrives with the calculator's frame processing.
+    VS_LOG_INFO(kChannel, kThreadFn, "Start 3D volume proc thread success.\n");
+    std::vector<BoxDims> boxes;
+    bool online = true;
+    while (running)
+        measureOnce(boxes, online);
+    VS_LOG_INFO(kChannel, kThreadFn, "Exit 3D volume proc thread success.\n");
+}
+
+// One pass: the calculator runs until it has an outcome, each box is logged and handed to the
+// output plug-in, and the sink gets the whole pass once, whatever its outcome.
+void CCalcQuboid3DMgr::measureOnce(std::vector<BoxDims>& boxes, bool& online) {
+    boxes.clear();
+    const LpmcResult* result = nullptr;
+    int status = 0;
+    const bool processed = localMode ? calculator->process(localDirs, boxes, online, result, status)
+                                     : processCameraFrames(boxes, online, result, status);
+    if (!processed) {
+        std::this_thread::sleep_for(std::chrono::milliseconds(10));
+        return;
+    }
+    if (result != nullptr && result->resultState == LPMC_STATE_BOXES) {
+        for (const BoxDims& box : boxes) {
+            VS_LOG_INFO(
+                kRecordChannel, kThreadFn,
+                "Calc a new volume, length[%0.1f cm]-width[%0.1f cm]-height[%0.1f cm]-volume[%0.1f cm3]\n",
+                box.length / 10, box.width / 10, box.height / 10, box.volume / 1000);
+            handOverToOutputPlugin(box);
+        }
+    }
+    if (sink != nullptr)
+        sink->onVolumeResult(boxes, result, status);
 }
 
 // Local mode has one stored-image source and no camera at all.
@@ -164,6 +198,10 @@ void CCalcQuboid3DMgr::stopCameras() {}
 void CCalcQuboid3DMgr::closeCameras() {}
 void CCalcQuboid3DMgr::setCamerasFrameStatusCallback(VslbFrameStatusCallback) {}
 void CCalcQuboid3DMgr::writeBackFactoryData() {}
+void CCalcQuboid3DMgr::handOverToOutputPlugin(const BoxDims&) {}
+bool CCalcQuboid3DMgr::processCameraFrames(std::vector<BoxDims>&, bool&, const LpmcResult*&, int&) {
+    return false;
+}
 void CCalcQuboid3DMgr::finishOutputPlugin() {
     outputPlugin.reset();
 }
