@@ -493,9 +493,10 @@ TEST_F(KeyValueCfgParserTest, SaveAfterSetValWritesSortedPairsWithoutComments) {
 }
 
 TEST_F(KeyValueCfgParserTest, SaveOrdersKeysByPlainByteComparison) {
-    ASSERT_TRUE(parser.parse("ab=3\na=2\nB=1\n=0\n"));
+    // Bytes compare unsigned: a key that begins with 0xE9 comes after every ASCII key.
+    ASSERT_TRUE(parser.parse("\xE9=4\nab=3\na=2\nB=1\n=0\n"));
     ASSERT_TRUE(parser.saveKeyValueCfg("out.cfg"));
-    EXPECT_EQ(readFile("out.cfg"), " = 0\nB = 1\na = 2\nab = 3\n");
+    EXPECT_EQ(readFile("out.cfg"), " = 0\nB = 1\na = 2\nab = 3\n\xE9 = 4\n");
 }
 
 TEST_F(KeyValueCfgParserTest, SaveEmptiesAnExistingFile) {
