@@ -1,0 +1,302 @@
+#include "LineExtraction.h"
+
+#include <algorithm>
+#include <array>
+#include <cmath>
+#include <new>
+
+namespace lpmc {
+namespace {
+
+constexpr int32_t kHalfWindow = 10; // most rows either side of the peak that a fit looks at
+constexpr int32_t kMaxRadius = 3;
+constexpr int32_t kWeights[kMaxRadius + 1][2 * kMaxRadius + 1] = {
+    {1}, {1, 2, 1}, {1, 4, 6, 4, 1}, {1, 6, 15, 20, 15, 6, 1}}; // binomial, sums 4^r
+constexpr int32_t kMaxSum = 255 << (2 * kMaxRadius);
+
+// ln k for every value a smoothed sample can take, so that fits need no logarithm call.
+const std::array<float, kMaxSum + 1>& logTable() {
+    static const auto table = [] {
+        std::array<float, kMaxSum + 1> t{};
+        t[0] = -1.0f;
+        for (int32_t i = 1; i <= kMaxSum; ++i) {
+            t[static_cast<size_t>(i)] = std::log(static_cast<float>(i));
+        }
+        return t;
+    }();
+    return table;
+}
+
+// The stripe of one column, copied into a contiguous buffer: sample i (a <= i <= b) is row
+// `origin` + i; `peak` is the sample of the maximum. Values are smoothed sums, scaled by
+// 4^radius.
+struct Stripe {
+    static constexpr int32_t kSize = 2 * kHalfWindow + 1;
+    int32_t value[kSize];
+    int32_t origin = 0;
+    int32_t a = 0, b = 0, peak = 0;
+    int32_t base = 0; // level under which samples don't belong to the stripe
+    bool anySaturated = false;
+    int32_t at(int32_t i) const { return value[i + kHalfWindow]; }
+};
+
+// A stripe ends where samples fall to a quarter of its peak, or where they rise again by more
+// than a sixteenth of it: the flank of another peak, such as a reflection.
+inline bool continues(int32_t next, int32_t previous, int32_t base, int32_t rise) {
+    return next > base && next <= previous + rise;
+}
+
+// Unsmoothed: walks outwards from the peak reading only the rows the stripe covers.
+void walkRaw(const uint8_t* column, ptrdiff_t step, int32_t rowBegin, int32_t rowEnd, int32_t centre,
+             Stripe& s) {
+    const uint8_t* c = column + static_cast<ptrdiff_t>(centre) * step;
+    const int32_t top = *c;
+    s.origin = centre;
+    s.peak = 0;
+    s.base = top / 4;
+    const int32_t rise = std::max(2, top / 16);
+    s.value[kHalfWindow] = top;
+    const int32_t up = std::min(kHalfWindow, centre - rowBegin);
+    int32_t prev = top, i = 0;
+    while (i < up) {
+        const int32_t v = c[-static_cast<ptrdiff_t>(i + 1) * step];
+        if (!continues(v, prev, s.base, rise)) {
+            break;
+        }
+        s.value[kHalfWindow - ++i] = prev = v;
+    }
+    s.a = -i;
+    const int32_t down = std::min(kHalfWindow, rowEnd - 1 - centre);
+    prev = top;
+    i = 0;
+    while (i < down) {
+        const int32_t v = c[static_cast<ptrdiff_t>(i + 1) * step];
+        if (!continues(v, prev, s.base, rise)) {
+            break;
+        }
+        s.value[kHalfWindow + ++i] = prev = v;
+    }
+    s.b = i;
+    s.anySaturated = top == 255;
+}
+
+// Smoothed: loads the window around the peak, smooths it, then finds the stripe in it.
+void loadSmoothed(const uint8_t* column, ptrdiff_t step, int32_t rowBegin, int32_t rowEnd, int32_t centre,
+                  int32_t radius, Stripe& s, bool saturated[Stripe::kSize]) {
+    const int32_t lo = std::max(-kHalfWindow, rowBegin - centre);
+    const int32_t hi = std::min(kHalfWindow, rowEnd - 1 - centre);
+    int32_t raw[Stripe::kSize + 2 * kMaxRadius];
+    for (int32_t i = lo - radius; i <= hi + radius; ++i) {
+        const int32_t r = std::clamp(centre + i, rowBegin, rowEnd - 1);
+        raw[i - lo + radius] = column[static_cast<ptrdiff_t>(r) * step];
+    }
+    const int32_t* w = kWeights[radius];
+    s.anySaturated = false;
+    for (int32_t i = lo; i <= hi; ++i) {
+        const int32_t* src = raw + (i - lo);
+        int32_t v = 0;
+        for (int32_t j = 0; j <= 2 * radius; ++j) {
+            v += w[j] * src[j];
+        }
+        s.value[i + kHalfWindow] = v;
+        saturated[i + kHalfWindow] = src[radius] == 255;
+        s.anySaturated = s.anySaturated || src[radius] == 255;
+    }
+    s.origin = centre;
+    // The smoothed maximum may sit a row or two away from the raw one.
+    int32_t k = 0;
+    for (int32_t i = std::max(lo, -radius - 1); i <= std::min(hi, radius + 1); ++i) {
+        if (s.at(i) > s.at(k)) {
+            k = i;
+        }
+    }
+    s.peak = k;
+    const int32_t top = s.at(k);
+    s.base = top / 4;
+    const int32_t rise = std::max(2, top / 16);
+    s.a = k;
+    while (s.a > lo && continues(s.at(s.a - 1), s.at(s.a), s.base, rise)) {
+        --s.a;
+    }
+    s.b = k;
+    while (s.b < hi && continues(s.at(s.b + 1), s.at(s.b), s.base, rise)) {
+        ++s.b;
+    }
+}
+
+float centreOfGravity(const Stripe& s) {
+    int32_t sw = 0, swx = 0;
+    for (int32_t i = s.a; i <= s.b; ++i) {
+        const int32_t wt = s.at(i) - s.base;
+        sw += wt;
+        swx += wt * i;
+    }
+    return sw > 0 ? static_cast<float>(swx) / static_cast<float>(sw) : 0.5f * static_cast<float>(s.a + s.b);
+}
+
+float gauss3(const Stripe& s, float fallback) {
+    const int32_t k = s.peak;
+    if (k <= s.a || k >= s.b || s.anySaturated) {
+        return fallback;
+    }
+    const auto& ln = logTable();
+    const float la = ln[static_cast<size_t>(s.at(k - 1))], lb = ln[static_cast<size_t>(s.at(k))];
+    const float lc = ln[static_cast<size_t>(s.at(k + 1))];
+    const float den = la - 2.0f * lb + lc;
+    if (!(den < 0.0f)) {
+        return fallback;
+    }
+    const float d = 0.5f * (la - lc) / den;
+    return std::fabs(d) <= 1.0f ? static_cast<float>(k) + d : fallback;
+}
+
+float derivativeZero(const Stripe& s, float fallback) {
+    const int32_t k = s.peak;
+    if (k - 1 <= s.a || k + 1 >= s.b || s.anySaturated) {
+        return fallback;
+    }
+    auto d = [&](int32_t i) { return static_cast<float>(s.at(i + 1) - s.at(i - 1)); };
+    const int32_t i = d(k) >= 0.0f ? k : k - 1; // the crossing lies between i and i + 1
+    const float d0 = d(i), d1 = d(i + 1);
+    if (!(d0 >= 0.0f && d1 <= 0.0f && d0 - d1 > 0.0f)) {
+        return fallback;
+    }
+    return static_cast<float>(i) + d0 / (d0 - d1);
+}
+
+// ln v = c0 + c1 x + c2 x^2 by least squares weighted with v^2, over the unsaturated samples
+// of the stripe: saturation clips the top, the flanks still carry the centre.
+float gaussFit(const Stripe& s, const bool* saturated, float fallback) {
+    const auto& ln = logTable();
+    const float scale = 1.0f / static_cast<float>(s.at(s.peak));
+    float s0 = 0, s1 = 0, s2 = 0, s3 = 0, s4 = 0, t0 = 0, t1 = 0, t2 = 0;
+    int32_t used = 0;
+    for (int32_t i = s.a; i <= s.b; ++i) {
+        if (s.anySaturated && saturated[i + kHalfWindow]) {
+            continue;
+        }
+        const int32_t v = s.at(i);
+        const float x = static_cast<float>(i - s.peak), rel = static_cast<float>(v) * scale;
+        const float wt = rel * rel, l = ln[static_cast<size_t>(v)];
+        const float wx = wt * x, wx2 = wx * x;
+        s0 += wt;
+        s1 += wx;
+        s2 += wx2;
+        s3 += wx2 * x;
+        s4 += wx2 * x * x;
+        t0 += wt * l;
+        t1 += wx * l;
+        t2 += wx2 * l;
+        ++used;
+    }
+    if (used < 3) {
+        return fallback;
+    }
+    // [s0 s1 s2; s1 s2 s3; s2 s3 s4] c = t, by Cramer's rule for c1 and c2; the ratio needs no
+    // division by the determinant.
+    const float a12 = s1 * s4 - s3 * s2, a13 = s1 * s3 - s2 * s2;
+    const float n1 = s0 * (t1 * s4 - s3 * t2) - t0 * a12 + s2 * (s1 * t2 - t1 * s2);
+    const float n2 = s0 * (s2 * t2 - t1 * s3) - s1 * (s1 * t2 - t1 * s2) + t0 * a13;
+    const float det = s0 * (s2 * s4 - s3 * s3) - s1 * a12 + s2 * a13;
+    // c2 = n2 / det must be negative (a peak, not a valley).
+    if (!(n2 * det < 0.0f)) {
+        return fallback;
+    }
+    const float d = -n1 / (2.0f * n2);
+    return std::fabs(d) <= 2.0f ? static_cast<float>(s.peak) + d : fallback;
+}
+
+} // namespace
+
+float refineCentre(const uint8_t* column, ptrdiff_t step, int32_t rowBegin, int32_t rowEnd, int32_t peakRow,
+                   const LineSettings& settings) {
+    const uint8_t peak = column[static_cast<ptrdiff_t>(peakRow) * step];
+    if (peak < settings.thresh || peak == 0) {
+        return kNoLine;
+    }
+    // A plateau of equal maxima (a saturated stripe) is centred on its middle.
+    int32_t plateauEnd = peakRow;
+    while (plateauEnd + 1 < rowEnd && plateauEnd - peakRow < kHalfWindow &&
+           column[static_cast<ptrdiff_t>(plateauEnd + 1) * step] == peak) {
+        ++plateauEnd;
+    }
+    if (settings.method == ExtractMethod::WholePixel) {
+        return 0.5f * static_cast<float>(peakRow + plateauEnd);
+    }
+    const int32_t radius = std::clamp(settings.gaussRadius, 0, kMaxRadius);
+    const int32_t middle = (peakRow + plateauEnd) / 2;
+    Stripe stripe;
+    bool saturated[Stripe::kSize];
+    if (radius == 0) {
+        walkRaw(column, step, rowBegin, rowEnd, middle, stripe);
+        if (stripe.anySaturated) {
+            for (int32_t i = stripe.a; i <= stripe.b; ++i) {
+                saturated[i + kHalfWindow] = stripe.at(i) == 255;
+            }
+        }
+    } else {
+        loadSmoothed(column, step, rowBegin, rowEnd, middle, radius, stripe, saturated);
+    }
+    const float cog = centreOfGravity(stripe);
+    float c = cog;
+    switch (settings.method) {
+    case ExtractMethod::Gauss3:
+        c = gauss3(stripe, cog);
+        break;
+    case ExtractMethod::DerivativeZero:
+        c = derivativeZero(stripe, cog);
+        break;
+    case ExtractMethod::GaussFit:
+        c = gaussFit(stripe, saturated, cog);
+        break;
+    case ExtractMethod::CentreOfGravity:
+    case ExtractMethod::WholePixel:
+        break;
+    }
+    return static_cast<float>(stripe.origin) + c;
+}
+
+bool CLineExtractor::configure(int32_t imageWidth, int32_t imageHeight, const LpmcImageRegion& region,
+                               const LineSettings& settings) {
+    width_ = imageWidth;
+    height_ = imageHeight;
+    region_ = region;
+    settings_ = settings;
+    const size_t n = static_cast<size_t>(region.width);
+    best_.reset(new (std::nothrow) uint8_t[n]);
+    bestRow_.reset(new (std::nothrow) int32_t[n]);
+    (void)logTable();
+    return best_ && bestRow_;
+}
+
+void CLineExtractor::extract(const uint8_t* pixels, float* rows, uint8_t* peaks) {
+    std::fill(rows, rows + width_, kNoLine);
+    std::fill(peaks, peaks + width_, uint8_t{0});
+    const int32_t c0 = region_.x, r0 = region_.y, r1 = region_.y + region_.height;
+    const size_t stride = static_cast<size_t>(width_);
+    ColumnMaximaArgs args;
+    args.pixels = pixels;
+    args.stride = stride;
+    args.colBegin = c0;
+    args.colEnd = c0 + region_.width;
+    args.rowBegin = r0;
+    args.rowEnd = r1;
+    args.best = best_.get();
+    args.bestRow = bestRow_.get();
+    columnMaxima(args);
+    const uint8_t thresh = static_cast<uint8_t>(std::clamp(settings_.thresh, 1, 255));
+    for (int32_t i = 0; i < region_.width; ++i) {
+        if (best_[static_cast<size_t>(i)] < thresh) {
+            continue;
+        }
+        const int32_t col = c0 + i;
+        const float centre = refineCentre(pixels + col, static_cast<ptrdiff_t>(stride), r0, r1,
+                                          bestRow_[static_cast<size_t>(i)], settings_);
+        if (centre >= 0.0f) {
+            rows[col] = centre;
+            peaks[col] = best_[static_cast<size_t>(i)];
+        }
+    }
+}
+
+} // namespace lpmc

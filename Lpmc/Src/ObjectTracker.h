@@ -1,0 +1,64 @@
+// Segmentation along the belt: the runs of each frame join the objects they continue, start new
+// ones, or bridge two into one; an object is complete once no run has continued it for
+// scan_end_frame_num frames, or cut off once it spans scan_frame_num frames.
+#pragma once
+
+#include <cstdint>
+#include <vector>
+
+#include "FrameStore.h"
+
+namespace lpmc {
+
+struct TrackedObject {
+    int32_t id = -1;
+    uint64_t firstSeq = 0, lastSeq = 0;
+    float lastX0 = 0.0f, lastX1 = 0.0f; // board X range of its runs in frame lastSeq
+    uint32_t framesSeen = 0;
+    uint64_t pointCount = 0;
+    bool touchesEdge = false; // some run reached the side of the view
+    bool cutOff = false;      // completed because it spanned scan_frame_num frames
+};
+
+struct TrackerSettings {
+    bool multiPackage = true;   // side-by-side objects stay apart
+    double joinDistance = 10.0; // mm across the belt within which runs belong together
+    int32_t endFrames = 10;     // frames without a run that complete an object
+    int32_t maxFrames = 2000;   // frames an object may span
+};
+
+class CObjectTracker {
+public:
+    static constexpr int32_t kMaxOpen = 32;
+
+    void configure(const TrackerSettings& settings, CFrameStore* store);
+    void reset();
+
+    // Assigns the runs of `slot` (frame slot.info.seq) to objects and appends to `completed`
+    // every object that this frame completes. `completed` must have room for kMaxOpen more.
+    void track(FrameSlot& slot, std::vector<TrackedObject>& completed);
+
+    // Completes every open object (used when the instance is reconfigured).
+    void flush(std::vector<TrackedObject>& completed);
+
+    int32_t openCount() const { return static_cast<int32_t>(open_.size()); }
+    const std::vector<TrackedObject>& open() const { return open_; }
+
+private:
+    struct Group {
+        float x0, x1;
+        uint32_t firstRun, runCount; // into order_
+    };
+    void mergeInto(TrackedObject& into, const TrackedObject& from);
+    void relabel(const TrackedObject& from, int32_t id);
+
+    TrackerSettings s_{};
+    CFrameStore* store_ = nullptr;
+    int32_t nextId_ = 0;
+    std::vector<TrackedObject> open_;
+    std::vector<uint32_t> order_; // runs of the frame sorted by x0
+    std::vector<Group> groups_;
+    std::vector<int32_t> matches_;
+};
+
+} // namespace lpmc

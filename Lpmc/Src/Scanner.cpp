@@ -1,0 +1,356 @@
+#include "Scanner.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstring>
+#include <new>
+
+#include "WallClock.h"
+
+namespace lpmc {
+namespace {
+
+constexpr uint32_t kRunsPerFrame = 256;
+constexpr uint32_t kSlotMargin = 64; // frames kept beyond an object's longest span
+
+// Line form of one camera: rows and peaks straight from the camera's arrays.
+void copyLineForm(const LpmcInput& in, int32_t cam, int32_t width, float* rows, uint8_t* peaks) {
+    const int32_t count = std::min(in.pipelineCount[cam], width);
+    const auto* srcRows = static_cast<const float*>(in.pipelineFirst[cam]);
+    const auto* srcPeaks = static_cast<const uint8_t*>(in.pipelineSecond[cam]);
+    for (int32_t c = 0; c < count; ++c) {
+        const float r = srcRows[c];
+        rows[c] = std::isfinite(r) && r >= 0.0f ? r : kNoLine;
+        peaks[c] = srcPeaks != nullptr ? srcPeaks[c] : 0;
+    }
+    std::fill(rows + count, rows + width, kNoLine);
+    std::fill(peaks + count, peaks + width, uint8_t{0});
+}
+
+} // namespace
+
+int32_t CScanner::create(const LpmcCreateParam& p) {
+    if (p.cameraCount < 1 || p.cameraCount > LPMC_MAX_CAMERAS || p.frameNum < 0) {
+        return LPMC_ERR_CREATE_PARAM;
+    }
+    cameraCount_ = p.cameraCount;
+    frameNum_ = p.frameNum == 0 ? kDefaultFrameNum : p.frameNum;
+    for (int32_t i = 0; i < cameraCount_; ++i) {
+        const LpmcImageSize& size = p.imageSize[i];
+        if (size.width < 2 || size.height < 2 || size.width > kMaxImageWidth ||
+            size.height > kMaxImageHeight) {
+            return LPMC_ERR_CREATE_PARAM;
+        }
+        sizes_[static_cast<size_t>(i)] = size;
+        const int32_t rc = loadCameraModel(p.calib[i], models_[static_cast<size_t>(i)]);
+        if (rc != LPMC_OK) {
+            return rc;
+        }
+    }
+    for (int32_t i = 0; i < cameraCount_; ++i) {
+        const size_t k = static_cast<size_t>(i);
+        const int64_t valid = tables_[k].build(models_[k], sizes_[k].width, sizes_[k].height);
+        if (tables_[k].width() == 0) {
+            return LPMC_ERR_NO_MEMORY;
+        }
+        // A calibration under which no pixel sees the laser plane in front of the camera.
+        if (valid == 0) {
+            return LPMC_ERR_CALIBRATION;
+        }
+    }
+    settings_ = defaultSettings(cameraCount_, sizes_.data());
+    configured_ = false;
+    return LPMC_OK;
+}
+
+int32_t CScanner::getConfig(LpmcConfig& config) const {
+    for (int32_t i = 0; i < cameraCount_; ++i) {
+        if (config.region[i] == nullptr) {
+            return LPMC_ERR_NULL_ARGUMENT;
+        }
+    }
+    writeConfig(settings_, config);
+    return LPMC_OK;
+}
+
+int32_t CScanner::setConfig(const LpmcConfig& config) {
+    ScanSettings s;
+    const int32_t rc = readConfig(config, cameraCount_, sizes_.data(), s);
+    if (rc != LPMC_OK) {
+        return rc;
+    }
+    configured_ = false;
+    uint32_t pointsPerFrame = 0;
+    for (int32_t i = 0; i < cameraCount_; ++i) {
+        const size_t k = static_cast<size_t>(i);
+        const CameraSettings& c = s.camera[k];
+        LineSettings line;
+        line.thresh = c.thresh;
+        line.gaussRadius = c.gaussRadius;
+        line.method = s.method;
+        const size_t width = static_cast<size_t>(sizes_[k].width);
+        rows_[k].reset(new (std::nothrow) float[width]);
+        peaks_[k].reset(new (std::nothrow) uint8_t[width]);
+        if (!rows_[k] || !peaks_[k] ||
+            !extractors_[k].configure(sizes_[k].width, sizes_[k].height, c.region, line)) {
+            return LPMC_ERR_NO_MEMORY;
+        }
+        ProfileSettings& ps = profile_[k];
+        ps.region = c.region;
+        ps.heightOffset = s.chessboardHeight;
+        ps.heightFactor = models_[k].heightFactor;
+        ps.objectFloor = s.own.objectFloor;
+        ps.maxGap = s.packageDistance;
+        ps.minRunPoints = std::max(1, s.noiseFactor);
+        pointsPerFrame += static_cast<uint32_t>(c.region.width);
+    }
+    const uint32_t slots =
+        static_cast<uint32_t>(frameNum_) + static_cast<uint32_t>(s.endFrameNum) + kSlotMargin;
+    if (!store_.configure(slots, pointsPerFrame, kRunsPerFrame * static_cast<uint32_t>(cameraCount_))) {
+        return LPMC_ERR_NO_MEMORY;
+    }
+    TrackerSettings ts;
+    ts.multiPackage = s.multiPackage;
+    ts.joinDistance = s.packageDistance;
+    ts.endFrames = s.endFrameNum;
+    ts.maxFrames = frameNum_;
+    tracker_.configure(ts, &store_);
+    FitSettings fs;
+    fs.edgeCompensation = s.own.edgeCompensation != 0;
+    fs.heightQuantile = s.own.heightQuantile;
+    fs.heightBand = s.own.heightBand;
+    fs.maxHeight = std::min(20000.0, 1.5 * std::max(1000.0, s.maxHeight));
+    fs.finiteVolume = s.finiteVolume;
+    fs.gridWidth = s.deepImageWidth;
+    fs.gridHeight = s.deepImageHeight;
+    if (!fitter_.configure(fs)) {
+        return LPMC_ERR_NO_MEMORY;
+    }
+    pointCapacity_ = size_t{slots} * pointsPerFrame;
+    points_.reset(new (std::nothrow) float[3 * pointCapacity_]);
+    aux_.reset(new (std::nothrow) float[3 * pointCapacity_]);
+    if (!points_ || !aux_) {
+        return LPMC_ERR_NO_MEMORY;
+    }
+    completed_.clear();
+    completed_.reserve(2 * CObjectTracker::kMaxOpen);
+    queue_.clear();
+    queue_.reserve(kQueueCapacity);
+    nextSeq_ = 0;
+    haveFrame_ = false;
+    travel_ = Travel{};
+    settings_ = s;
+    configured_ = true;
+    return LPMC_OK;
+}
+
+int32_t CScanner::checkInput(const LpmcInput& in) const {
+    for (int32_t i = 0; i < cameraCount_; ++i) {
+        if (in.imageType[i] == LPMC_IMAGE_MONO8) {
+            const LpmcImageDesc* d = in.image[i];
+            if (d == nullptr || d->pixels == nullptr) {
+                return LPMC_ERR_NULL_ARGUMENT;
+            }
+            if (d->width != sizes_[static_cast<size_t>(i)].width ||
+                d->height != sizes_[static_cast<size_t>(i)].height) {
+                return LPMC_ERR_INPUT;
+            }
+        } else if (in.imageType[i] == LPMC_IMAGE_LINE) {
+            if (in.pipelineFirst[i] == nullptr) {
+                return LPMC_ERR_NULL_ARGUMENT;
+            }
+            if (in.pipelineCount[i] < 0 || in.pipelineCount[i] > kMaxLineFormCount) {
+                return LPMC_ERR_INPUT;
+            }
+        } else {
+            return LPMC_ERR_INPUT;
+        }
+        if (!std::isfinite(in.timestamp[i])) {
+            return LPMC_ERR_INPUT;
+        }
+    }
+    return LPMC_OK;
+}
+
+// Belt travel: from the timestamps and the calibrated velocity, never backwards, or one encoder
+// step per frame along the velocity's direction (+Y when it has none).
+void CScanner::advanceTravel(const LpmcInput& in, FrameInfo& info) {
+    const CameraModel& m = models_[0];
+    const CameraSettings& c0 = settings_.camera[0];
+    const double t0 = in.timestamp[0];
+    Travel step;
+    if (c0.encoder) {
+        const double speed = std::hypot(m.speedVx, m.speedVy);
+        const double dx = speed > 0.0 ? m.speedVx / speed : 0.0, dy = speed > 0.0 ? m.speedVy / speed : 1.0;
+        step = haveFrame_ ? Travel{dx * c0.encoderStep, dy * c0.encoderStep} : Travel{};
+    } else if (haveFrame_) {
+        const double dt = std::max(0.0, t0 - lastTimestamp_);
+        step = {m.speedVx * dt, m.speedVy * dt};
+    }
+    travel_.x += step.x;
+    travel_.y += step.y;
+    info.step = step;
+    info.timestamp = t0;
+    for (int32_t i = 0; i < cameraCount_; ++i) {
+        const double dt = c0.encoder ? 0.0 : in.timestamp[i] - t0;
+        info.travel[i] = {travel_.x + m.speedVx * dt, travel_.y + m.speedVy * dt};
+    }
+    lastTimestamp_ = haveFrame_ ? std::max(lastTimestamp_, t0) : t0;
+    haveFrame_ = true;
+}
+
+void CScanner::takeProfiles(const LpmcInput& in, FrameSlot& slot) {
+    ProfileOutput out;
+    out.points = slot.points;
+    out.runs = slot.runs;
+    out.runCapacity = store_.runsPerFrame();
+    for (int32_t i = 0; i < cameraCount_; ++i) {
+        const size_t k = static_cast<size_t>(i);
+        float* rows = rows_[k].get();
+        if (in.imageType[i] == LPMC_IMAGE_MONO8) {
+            extractors_[k].extract(in.image[i]->pixels, rows, peaks_[k].get());
+        } else {
+            copyLineForm(in, i, sizes_[k].width, rows, peaks_[k].get());
+        }
+        buildProfile(rows, tables_[k], profile_[k], static_cast<uint8_t>(i), out);
+    }
+    slot.pointCount = out.pointCount;
+    slot.runCount = out.runCount;
+}
+
+bool CScanner::isReportable(const FittedBox& f) const {
+    const ScanSettings& s = settings_;
+    const LpmcBox& b = f.box;
+    auto within = [](double v, double lo, double hi) { return v >= lo && (hi <= 0.0 || v <= hi); };
+    return !f.object.touchesEdge && !f.object.cutOff && within(b.length, s.minLength, s.maxLength) &&
+           within(b.width, s.minWidth, s.maxWidth) && within(b.height, s.minHeight, s.maxHeight);
+}
+
+// Measures the objects this frame completed; noise goes, the rest waits to be reported.
+void CScanner::finishObjects(uint64_t seq) {
+    for (const TrackedObject& o : completed_) {
+        const bool noise = static_cast<int32_t>(o.framesSeen) < std::max(1, settings_.noiseFactor) ||
+                           o.pointCount < static_cast<uint64_t>(std::max(0, settings_.own.minObjectPoints));
+        if (noise || queue_.size() >= kQueueCapacity) {
+            continue;
+        }
+        Queued q;
+        fitter_.fit(o, store_, q.fit);
+        // Frames already overwritten: what is left can't be a measurement.
+        if (store_.find(o.firstSeq) == nullptr) {
+            q.fit.object.cutOff = true;
+        }
+        q.reportable = isReportable(q.fit);
+        const FrameSlot* first = store_.find(o.firstSeq);
+        const FrameSlot* last = store_.find(o.lastSeq);
+        q.enterMs = first != nullptr ? first->info.wallClockMs : 0;
+        q.leaveMs = last != nullptr ? last->info.wallClockMs : 0;
+        queue_.push_back(q);
+    }
+    (void)seq;
+}
+
+// Results go out as soon as objects are complete, or, with scan_package_intime_flag 0, once the
+// line is clear of every object, so that packages seen together are reported together; early
+// when the queue is full or when its oldest frames are about to be overwritten.
+bool CScanner::emitDue(uint64_t seq) const {
+    if (queue_.empty()) {
+        return false;
+    }
+    if (settings_.inTime || tracker_.openCount() == 0) {
+        return true;
+    }
+    size_t reportable = 0;
+    uint64_t oldest = seq;
+    for (const Queued& q : queue_) {
+        reportable += q.reportable ? 1 : 0;
+        oldest = std::min(oldest, q.fit.object.firstSeq);
+    }
+    return reportable >= LPMC_MAX_BOXES || queue_.size() >= kQueueCapacity / 2 ||
+           seq + 2 >= oldest + store_.slotCount();
+}
+
+void CScanner::emit(LpmcResult& result) {
+    // Measured boxes first; objects that can't be reported as measured go out on their own.
+    const bool anyReportable =
+        std::any_of(queue_.begin(), queue_.end(), [](const Queued& q) { return q.reportable; });
+    const int64_t nowMs = wallClockNowMs();
+    int32_t n = 0;
+    size_t pointCount = 0;
+    float* pts = points_.get();
+    float* aux = aux_.get();
+    for (auto it = queue_.begin(); it != queue_.end() && n < LPMC_MAX_BOXES;) {
+        if (it->reportable != anyReportable) {
+            ++it;
+            continue;
+        }
+        LpmcBox& box = boxes_[static_cast<size_t>(n)];
+        box = it->fit.box;
+        toLocalSysTime(it->enterMs, box.enter_sys_time);
+        toLocalSysTime(it->leaveMs, box.leave_sys_time);
+        toLocalSysTime(nowMs, box.output_sys_time);
+        result.boxes[n++] = &box;
+        const TrackedObject& o = it->fit.object;
+        const FrameSlot* first = store_.find(o.firstSeq);
+        for (uint64_t seq = o.firstSeq; first != nullptr && seq <= o.lastSeq; ++seq) {
+            const FrameSlot* slot = store_.find(seq);
+            if (slot == nullptr) {
+                continue;
+            }
+            for (uint32_t r = 0; r < slot->runCount; ++r) {
+                const ProfileRun& run = slot->runs[r];
+                if (run.object != o.id) {
+                    continue;
+                }
+                const double factor = models_[run.camera].heightFactor;
+                for (uint32_t i = 0; i < run.count && pointCount < pointCapacity_; ++i) {
+                    const ProfilePoint& p = slot->points[run.first + i];
+                    const Point2 q = CBoxFitter::reported(p, *slot, *first, run.camera);
+                    pts[3 * pointCount] = static_cast<float>(q.x);
+                    pts[3 * pointCount + 1] = static_cast<float>(q.y);
+                    pts[3 * pointCount + 2] = p.h;
+                    aux[3 * pointCount] = p.x;
+                    aux[3 * pointCount + 1] = p.y;
+                    aux[3 * pointCount + 2] = static_cast<float>(p.h / factor - settings_.chessboardHeight);
+                    ++pointCount;
+                }
+            }
+        }
+        it = queue_.erase(it);
+    }
+    result.volumeNum = n;
+    result.resultState = anyReportable ? LPMC_STATE_BOXES : LPMC_STATE_UNMEASURED;
+    result.pointCount = static_cast<int32_t>(pointCount);
+}
+
+int32_t CScanner::process(const LpmcInput& input, LpmcResult& result) {
+    if (!configured_) {
+        return LPMC_ERR_NOT_CONFIGURED;
+    }
+    const int32_t rc = checkInput(input);
+    if (rc != LPMC_OK) {
+        return rc;
+    }
+    result.points = points_.get();
+    result.auxPoints = aux_.get();
+    result.pointCount = 0;
+    result.resultState = LPMC_STATE_NONE;
+    result.volumeNum = 0;
+    for (auto& b : result.boxes) {
+        b = nullptr;
+    }
+    const uint64_t seq = nextSeq_++;
+    FrameSlot& slot = store_.begin(seq);
+    slot.info.wallClockMs = wallClockNowMs();
+    advanceTravel(input, slot.info);
+    takeProfiles(input, slot);
+    completed_.clear();
+    tracker_.track(slot, completed_);
+    finishObjects(seq);
+    if (emitDue(seq)) {
+        emit(result);
+    }
+    return LPMC_OK;
+}
+
+} // namespace lpmc
