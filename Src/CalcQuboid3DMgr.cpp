@@ -1,10 +1,14 @@
 #include "CalcQuboid3DMgr.h"
 
 #include <chrono>
+#include <cwctype>
 
+#include "AdvancedConfig.h"
 #include "CalcQuboid3DMulti.h"
+#include "DynamicLibrary.h"
 #include "ICalcVolumeSink.h"
 #include "LoadImage.h"
+#include "OutputPlugin.h"
 #include "VsLog.h"
 
 namespace Orvia::VisionSystem {
@@ -17,8 +21,22 @@ constexpr const char* kInitializeFn = "Orvia::VisionSystem::CCalcQuboid3DMgr::in
 constexpr const char* kFinalizeFn = "Orvia::VisionSystem::CCalcQuboid3DMgr::finalize";
 constexpr const char* kFrameStatusFn = "Orvia::VisionSystem::CCalcQuboid3DMgr::setFrameStatusCallback";
 constexpr const char* kThreadFn = "Orvia::VisionSystem::CCalcQuboid3DMgr::threadCalcQuboid3D";
+constexpr const char* kPluginFn = "Orvia::VisionSystem::CCalcQuboid3DMgr::initOutputPlugin";
 constexpr const char* kDefaultCfgDir = "./3DCfg/";
 constexpr const char* kLocalImagesDir = "./LocalImages/";
+
+// Strips every character that iswspace counts as space from both ends.
+std::string trimmedWide(const std::string& text) {
+    auto isSpace = [](char c) {
+        return std::iswspace(static_cast<wint_t>(static_cast<unsigned char>(c))) != 0;
+    };
+    std::size_t begin = 0, end = text.size();
+    while (begin < end && isSpace(text[begin]))
+        ++begin;
+    while (end > begin && isSpace(text[end - 1]))
+        --end;
+    return text.substr(begin, end - begin);
+}
 
 void setError(int* error, int code) {
     if (error != nullptr)
@@ -144,6 +162,44 @@ void CCalcQuboid3DMgr::measureOnce(std::vector<BoxDims>& boxes, bool& online) {
         sink->onVolumeResult(boxes, result, status);
 }
 
+// The site setting is "Library&arguments": the library name gets the platform's suffix unless
+// it ends with it already (case counts), and only the first '&' separates.
+bool CCalcQuboid3DMgr::initOutputPlugin() {
+    const std::string setting = AdvancedConfig::instance().OutputPlugin;
+    if (setting.empty())
+        return true;
+    const auto ampersand = setting.find('&');
+    if (ampersand == std::string::npos) {
+        VS_LOG_ERROR(kChannel, kPluginFn, "output plugin config error: %s", setting.c_str());
+        return false;
+    }
+    std::string library = trimmedWide(setting.substr(0, ampersand));
+    const std::string arguments = trimmedWide(setting.substr(ampersand + 1));
+    if (!library.ends_with(dynamicLibrarySuffix()))
+        library += dynamicLibrarySuffix();
+    outputPlugin = std::make_shared<OutputPlugin>(library.c_str());
+    if (!outputPlugin->complete()) {
+        VS_LOG_ERROR(kChannel, kPluginFn, "load output plugin error: %s", library.c_str());
+        return false;
+    }
+    if (outputPlugin->context == nullptr &&
+        outputPlugin->init(arguments.c_str(), &outputPlugin->context) == 0)
+        return true;
+    VS_LOG_ERROR(kChannel, kPluginFn, "output plugin init error: %s", arguments.c_str());
+    return false;
+}
+
+void CCalcQuboid3DMgr::handOverToOutputPlugin(const BoxDims& box) {
+    if (outputPlugin)
+        outputPlugin->deliver(box);
+}
+
+void CCalcQuboid3DMgr::finishOutputPlugin() {
+    if (outputPlugin)
+        outputPlugin->finish();
+    outputPlugin.reset();
+}
+
 // Local mode has one stored-image source and no camera at all.
 bool CCalcQuboid3DMgr::initLocalSource(int* error) {
     VS_LOG_INFO(kChannel, kInitializeFn, "run in local mode.");
@@ -175,13 +231,10 @@ void CCalcQuboid3DMgr::clearLocalFileLists() {
         source->clearFiles();
 }
 
-// The steps below are the places where the output plug-in, the cameras, the calibration in
-// the camera and factory data join the object. Each one has nothing to do until its subsystem
+// The steps below are the places where the cameras, the calibration in the camera and factory
+// data join the object. Each one has nothing to do until its subsystem
 // exists.
 
-bool CCalcQuboid3DMgr::initOutputPlugin() {
-    return true;
-}
 bool CCalcQuboid3DMgr::initCameras(const std::string&, int*) {
     return true;
 }
@@ -198,12 +251,8 @@ void CCalcQuboid3DMgr::stopCameras() {}
 void CCalcQuboid3DMgr::closeCameras() {}
 void CCalcQuboid3DMgr::setCamerasFrameStatusCallback(VslbFrameStatusCallback) {}
 void CCalcQuboid3DMgr::writeBackFactoryData() {}
-void CCalcQuboid3DMgr::handOverToOutputPlugin(const BoxDims&) {}
 bool CCalcQuboid3DMgr::processCameraFrames(std::vector<BoxDims>&, bool&, const LpmcResult*&, int&) {
     return false;
-}
-void CCalcQuboid3DMgr::finishOutputPlugin() {
-    outputPlugin.reset();
 }
 
 } // namespace Orvia::VisionSystem
