@@ -74,12 +74,12 @@ int32_t CScanner::getConfig(LpmcConfig& config) const {
 }
 
 int32_t CScanner::setConfig(const LpmcConfig& config) {
+    configured_ = false;
     ScanSettings s;
     const int32_t rc = readConfig(config, cameraCount_, sizes_.data(), s);
     if (rc != LPMC_OK) {
         return rc;
     }
-    configured_ = false;
     uint32_t pointsPerFrame = 0;
     for (int32_t i = 0; i < cameraCount_; ++i) {
         const size_t k = static_cast<size_t>(i);
