@@ -17,7 +17,7 @@ enum class ImageFileFormat { Png, Bmp };
 using KeyValues = std::vector<std::pair<std::string, std::string>>;
 
 // The keys of each 3DCfg file, in the order they are written.
-KeyValues calibScanKeys(const Scene& scene, int frameCount);
+KeyValues calibScanKeys(const Scene& scene);
 KeyValues cameraParamsKeys(const Scene& scene);
 KeyValues intrinsicsKeys(const Scene& scene);
 KeyValues extrinsicsKeys(const Scene& scene);
@@ -25,8 +25,7 @@ KeyValues lightPlaneKeys(const Scene& scene);
 KeyValues movePoseKeys(const Scene& scene, TimeBase base);
 
 // Writes the six 3DCfg files into cfgDir (created if needed).
-bool writeCalibrationFiles(const Scene& scene, int frameCount, const std::filesystem::path& cfgDir,
-                           std::string& error);
+bool writeCalibrationFiles(const Scene& scene, const std::filesystem::path& cfgDir, std::string& error);
 
 // Name of stored image k: zero-padded so that name order is playback order.
 std::string imageFileName(int frame, ImageFileFormat format);

@@ -42,12 +42,15 @@ struct Motion {
 
 // How the sensor turns the lit line into grey levels.
 struct Optics {
-    double lineSigmaPx = 1.2;   // Gaussian sigma of the line across rows, pixels
-    double laserGain = 320.0;   // peak grey of reflectance 1 at normal incidence (clips at 255)
-    double ambient = 4.0;       // grey level of the unlit scene
-    double sensorNoise = 1.5;   // sigma of the additive Gaussian noise, grey levels
-    double speckle = 0.15;      // relative sigma of the multiplicative speckle on the line
-    double ghostFraction = 0.0; // 0: no ghost; else a second, weaker line off object surfaces
+    double lineSigmaPx = 1.2;      // Gaussian sigma of the line across rows, pixels
+    double laserGain = 320.0;      // peak grey of reflectance 1 at normal incidence (clips at 255)
+    double beltReflectance = 0.35; // the belt's own reflectance
+    double ambient = 2.0;          // grey level of the unlit scene
+    double sensorNoise = 0.0;      // sigma of the read noise over the whole image, grey levels
+                                   // (0 keeps stored PNG scans small and quick to write)
+    double shotNoise = 0.3;        // on lit pixels: sigma = shotNoise * sqrt(signal)
+    double speckle = 0.15;         // relative sigma of the multiplicative speckle on the line
+    double ghostFraction = 0.0;    // 0: no ghost; else a second, weaker line off object surfaces
     double ghostOffsetRows = 24.0;
     double lineJitterPx = 0.03; // sigma of the row noise of the on-camera line form
     int lineThreshold = 20;     // peaks below this give no line in the line form

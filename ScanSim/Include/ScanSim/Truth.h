@@ -49,6 +49,8 @@ class CTruthTracker {
 public:
     explicit CTruthTracker(const CFrameRenderer& renderer);
     void add(const ProfileTrace& trace);
+    // Takes in what another tracker of the same renderer saw (frames traced elsewhere).
+    void merge(const CTruthTracker& other);
     ScanTruth finish(TimeBase base) const;
 
 private:

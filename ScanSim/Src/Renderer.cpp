@@ -1,0 +1,437 @@
+#include "ScanSim/Renderer.h"
+
+#include "Random.h"
+#include "Shapes.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstring>
+#include <optional>
+
+namespace ScanSim {
+
+using Detail::CRandom;
+using Detail::ObjectPose;
+using Detail::RayHit;
+using Detail::Stream;
+
+namespace {
+
+constexpr double kBackgroundTableSize = 1 << 17;
+
+struct LaserHit {
+    bool ok = false;
+    int object = kBeltObject;
+    int surface = 0;
+    Vec3 point;
+    Vec3 normal;
+    std::optional<ImagePoint> image;
+    bool sameSurface(const LaserHit& o) const {
+        return ok && o.ok && object == o.object && surface == o.surface;
+    }
+};
+
+} // namespace
+
+const ColumnSample* ProfileTrace::brightestVisible(int c) const {
+    const ColumnSample* best = nullptr;
+    const ColumnSample* s = column(c);
+    for (int i = 0; i < counts[static_cast<size_t>(c)]; ++i) {
+        if (s[i].visible && (best == nullptr || s[i].intensity > best->intensity)) {
+            best = &s[i];
+        }
+    }
+    return best;
+}
+
+struct CFrameRenderer::Impl {
+    const Scene& scene;
+    const SceneLayout& layout;
+    std::vector<Detail::BagShape> bags; // one per object (unused for other kinds)
+    Vec3 fanAcross;                     // in-plane unit vector along board X
+    Vec3 fanDown;                       // in-plane unit vector pointing down
+    double fanHalfRange = 0.0;          // fan parameter (tangent) covering the belt and a margin
+    int fanSamples = 0;
+    Vec3 cameraCentre;
+    std::vector<uint8_t> background; // ambient plus sensor noise, read at a random offset per row
+
+    Impl(const Scene& s, const SceneLayout& l) : scene(s), layout(l) {
+        for (const PlacedObject& p : layout.objects) {
+            bags.push_back(p.spec.kind == ShapeKind::Bag ? Detail::makeBagShape(p.spec) : Detail::BagShape{});
+        }
+        const Laser& laser = scene.station.laser;
+        const Vec3 n = normalized(laser.normal);
+        fanAcross = normalized(Vec3{1, 0, 0} - n.x * n);
+        fanDown = normalized(cross(n, fanAcross));
+        if (fanDown.z > 0.0) {
+            fanDown = -fanDown;
+        }
+        const double drop = (laser.source.z - scene.station.beltZ()) / std::max(-fanDown.z, 1e-6);
+        fanHalfRange = (0.6 * scene.station.beltWidth + std::abs(laser.source.x)) / drop;
+        fanSamples = std::max(256, 2 * scene.station.camera.width);
+        cameraCentre = scene.station.camera.centreInBoard();
+        makeBackground();
+    }
+
+    void makeBackground() {
+        const Optics& op = scene.optics;
+        background.resize(static_cast<size_t>(kBackgroundTableSize) +
+                          static_cast<size_t>(scene.station.camera.width));
+        CRandom rng(scene.seed, 0, Stream::Tables);
+        for (uint8_t& b : background) {
+            const double v = op.ambient + op.sensorNoise * rng.gaussian();
+            b = static_cast<uint8_t>(std::clamp(std::lround(v), 0L, 255L));
+        }
+    }
+
+    std::vector<ObjectPose> posesAt(int frame) const {
+        std::vector<ObjectPose> poses;
+        const Motion& m = scene.motion;
+        for (size_t i = 0; i < layout.objects.size(); ++i) {
+            const PlacedObject& p = layout.objects[i];
+            ObjectPose pose;
+            pose.index = static_cast<int>(i);
+            pose.spec = &p.spec;
+            pose.bag = &bags[i];
+            pose.centre = p.centre + Vec3{frame * m.driftXPerFrame, frame * m.mmPerFrame, 0.0};
+            pose.alongLong = Vec3{std::sin(p.yawRad), std::cos(p.yawRad), 0.0};
+            pose.alongShort = Vec3{std::cos(p.yawRad), -std::sin(p.yawRad), 0.0};
+            const double top = p.topZ - scene.station.beltZ();
+            pose.sphereCentre = pose.centre + Vec3{0.0, 0.0, top / 2.0};
+            pose.sphereRadius =
+                std::sqrt(p.halfExtentX * p.halfExtentX + p.halfExtentY * p.halfExtentY + top * top / 4.0);
+            poses.push_back(pose);
+        }
+        return poses;
+    }
+
+    // The objects the laser fan can touch at this frame.
+    std::vector<ObjectPose> laserCandidates(const std::vector<ObjectPose>& poses) const {
+        std::vector<ObjectPose> out;
+        const Laser& laser = scene.station.laser;
+        const Vec3 n = normalized(laser.normal);
+        for (const ObjectPose& p : poses) {
+            if (std::abs(dot(n, p.sphereCentre) - laser.offset / norm(laser.normal)) <= p.sphereRadius) {
+                out.push_back(p);
+            }
+        }
+        return out;
+    }
+
+    // The objects that may stand between the camera and the laser line.
+    std::vector<ObjectPose> occluderCandidates(const std::vector<ObjectPose>& poses) const {
+        std::vector<ObjectPose> out;
+        const Vec3 c = cameraCentre;
+        const Vec3 l = scene.station.laser.source;
+        const double reach = 0.75 * scene.station.beltWidth;
+        for (const ObjectPose& p : poses) {
+            const double yLo = std::min(c.y, l.y - reach) - p.sphereRadius;
+            const double yHi = std::max(c.y, l.y + reach) + p.sphereRadius;
+            if (p.sphereCentre.y >= yLo && p.sphereCentre.y <= yHi) {
+                out.push_back(p);
+            }
+        }
+        return out;
+    }
+
+    LaserHit castLaser(double sigma, const std::vector<ObjectPose>& candidates) const {
+        const Station& st = scene.station;
+        const Vec3 o = st.laser.source;
+        const Vec3 d = fanDown + sigma * fanAcross;
+        LaserHit best;
+        double bestT = 1e300;
+        if (d.z < 0.0) {
+            const double t = (st.beltZ() - o.z) / d.z;
+            const Vec3 p = o + t * d;
+            if (std::abs(p.x) <= st.beltWidth / 2.0) {
+                best.ok = true;
+                best.object = kBeltObject;
+                best.surface = 0;
+                best.point = p;
+                best.normal = Vec3{0, 0, 1};
+                bestT = t;
+            }
+        }
+        for (const ObjectPose& obj : candidates) {
+            RayHit hit;
+            if (Detail::castRay(obj, o, d, 1e-9, bestT, hit)) {
+                bestT = hit.t;
+                best.ok = true;
+                best.object = obj.index;
+                best.surface = hit.surface;
+                best.point = o + hit.t * d;
+                best.normal = hit.normal;
+            }
+        }
+        if (best.ok) {
+            best.image = st.camera.project(best.point);
+            best.ok = best.image.has_value();
+        }
+        return best;
+    }
+
+    bool cameraSees(const LaserHit& h, const std::vector<ObjectPose>& occluders) const {
+        const Vec3 toCam = cameraCentre - h.point;
+        if (dot(h.normal, toCam) <= 0.0) {
+            return false;
+        }
+        const double dist = norm(toCam);
+        const Vec3 d = (1.0 / dist) * toCam;
+        const double tMax = dist - 0.01; // the lit surface itself stays out
+        for (const ObjectPose& obj : occluders) {
+            // Quick rejection by the bounding sphere.
+            const Vec3 rel = obj.sphereCentre - h.point;
+            const double along = std::clamp(dot(rel, d), 0.0, dist);
+            if (norm(rel - along * d) > obj.sphereRadius) {
+                continue;
+            }
+            RayHit hit;
+            if (Detail::castRay(obj, h.point, d, 0.01, tMax, hit)) {
+                return false;
+            }
+        }
+        return true;
+    }
+
+    float intensityOf(const LaserHit& h) const {
+        const Vec3 toSource = normalized(scene.station.laser.source - h.point);
+        const double cosInc = std::max(0.0, dot(h.normal, toSource));
+        const double refl = h.object == kBeltObject
+                                ? scene.optics.beltReflectance
+                                : layout.objects[static_cast<size_t>(h.object)].spec.reflectance;
+        return static_cast<float>(scene.optics.laserGain * refl * cosInc);
+    }
+
+    struct FrameContext {
+        std::vector<ObjectPose> laser;
+        std::vector<ObjectPose> occluders;
+        ProfileTrace* out = nullptr;
+    };
+
+    void addSample(FrameContext& ctx, int column, const LaserHit& h) const {
+        ProfileTrace& tr = *ctx.out;
+        uint8_t& count = tr.counts[static_cast<size_t>(column)];
+        ColumnSample* col = &tr.samples[static_cast<size_t>(column) * ProfileTrace::kMaxSamplesPerColumn];
+        const float row = static_cast<float>(h.image->v);
+        for (int i = 0; i < count; ++i) {
+            if (col[i].object == h.object && std::abs(col[i].row - row) < 0.05f) {
+                return; // the same point reached from two neighbouring pieces
+            }
+        }
+        if (count >= ProfileTrace::kMaxSamplesPerColumn) {
+            return;
+        }
+        ColumnSample& s = col[count++];
+        s.row = row;
+        s.intensity = intensityOf(h);
+        s.object = h.object;
+        s.point = h.point;
+        s.visible = cameraSees(h, ctx.occluders);
+    }
+
+    // Columns crossed while the fan moves from a to b over one surface: find for each the fan
+    // parameter that lands exactly on the column centre (regula falsi, Illinois variant).
+    void emitColumns(FrameContext& ctx, double sa, const LaserHit& a, double sb, const LaserHit& b) const {
+        const double ua = a.image->u;
+        const double ub = b.image->u;
+        const int width = scene.station.camera.width;
+        const int first = std::max(0, static_cast<int>(std::floor(std::min(ua, ub))) + 1);
+        const int last = std::min(width - 1, static_cast<int>(std::floor(std::max(ua, ub))));
+        for (int c = first; c <= last; ++c) {
+            double s0 = sa;
+            double f0 = ua - c;
+            double s1 = sb;
+            double f1 = ub - c;
+            LaserHit best = std::abs(f0) < std::abs(f1) ? a : b;
+            for (int it = 0; it < 12; ++it) {
+                const double sm = (f1 == f0) ? 0.5 * (s0 + s1) : s0 - f0 * (s1 - s0) / (f1 - f0);
+                const LaserHit h = castLaser(sm, ctx.laser);
+                if (!h.sameSurface(a)) {
+                    break;
+                }
+                const double fm = h.image->u - c;
+                best = h;
+                if (std::abs(fm) < 1e-5) {
+                    break;
+                }
+                if ((fm < 0) == (f0 < 0)) {
+                    s0 = sm;
+                    f0 = fm;
+                    f1 *= 0.5;
+                } else {
+                    s1 = sm;
+                    f1 = fm;
+                    f0 *= 0.5;
+                }
+            }
+            addSample(ctx, c, best);
+        }
+    }
+
+    // Between two fan samples: one surface gives columns; a change of surface is narrowed down
+    // by bisection so that each side keeps its own surface up to the edge.
+    void walk(FrameContext& ctx, double sa, const LaserHit& a, double sb, const LaserHit& b,
+              int depth) const {
+        if (!a.ok && !b.ok) {
+            return;
+        }
+        if (a.sameSurface(b)) {
+            emitColumns(ctx, sa, a, sb, b);
+            return;
+        }
+        if (depth >= 48) {
+            return;
+        }
+        if (a.ok && b.ok && std::abs(a.image->u - b.image->u) < 1e-4 &&
+            std::abs(a.image->v - b.image->v) < 1e-4) {
+            return;
+        }
+        const double sm = 0.5 * (sa + sb);
+        const LaserHit m = castLaser(sm, ctx.laser);
+        walk(ctx, sa, a, sm, m, depth + 1);
+        walk(ctx, sm, m, sb, b, depth + 1);
+    }
+};
+
+CFrameRenderer::CFrameRenderer(Scene scene)
+    : scene_(std::move(scene)), layout_(layoutScene(scene_)), impl_(std::make_unique<Impl>(scene_, layout_)) {
+}
+
+CFrameRenderer::~CFrameRenderer() = default;
+
+Vec3 CFrameRenderer::objectCentreAt(int object, int frame) const {
+    const Motion& m = scene_.motion;
+    return layout_.objects[static_cast<size_t>(object)].centre +
+           Vec3{frame * m.driftXPerFrame, frame * m.mmPerFrame, 0.0};
+}
+
+void CFrameRenderer::trace(int frame, ProfileTrace& out) const {
+    const int width = scene_.station.camera.width;
+    out.frame = frame;
+    out.width = width;
+    out.samples.assign(static_cast<size_t>(width) * ProfileTrace::kMaxSamplesPerColumn, ColumnSample{});
+    out.counts.assign(static_cast<size_t>(width), 0);
+    Impl::FrameContext ctx;
+    const auto poses = impl_->posesAt(frame);
+    ctx.laser = impl_->laserCandidates(poses);
+    ctx.occluders = impl_->occluderCandidates(poses);
+    ctx.out = &out;
+    const int n = impl_->fanSamples;
+    const double range = impl_->fanHalfRange;
+    double prevS = -range;
+    LaserHit prev = impl_->castLaser(prevS, ctx.laser);
+    for (int i = 1; i <= n; ++i) {
+        const double s = -range + 2.0 * range * i / n;
+        const LaserHit h = impl_->castLaser(s, ctx.laser);
+        impl_->walk(ctx, prevS, prev, s, h, 0);
+        prevS = s;
+        prev = h;
+    }
+}
+
+void CFrameRenderer::renderMono8(const ProfileTrace& tr, std::vector<uint8_t>& pixels) const {
+    const int width = scene_.station.camera.width;
+    const int height = scene_.station.camera.height;
+    const Optics& op = scene_.optics;
+    pixels.resize(static_cast<size_t>(width) * static_cast<size_t>(height));
+    CRandom bg(scene_.seed, static_cast<uint64_t>(tr.frame), Stream::Background);
+    const uint64_t span = static_cast<uint64_t>(kBackgroundTableSize);
+    for (int r = 0; r < height; ++r) {
+        const size_t offset = static_cast<size_t>(bg.next() % span);
+        std::memcpy(&pixels[static_cast<size_t>(r) * width], &impl_->background[offset],
+                    static_cast<size_t>(width));
+    }
+    CRandom rng(scene_.seed, static_cast<uint64_t>(tr.frame), Stream::Line);
+    const double sigma = std::max(op.lineSigmaPx, 0.05);
+    const double inv2s2 = 1.0 / (2.0 * sigma * sigma);
+    const int reach = static_cast<int>(std::ceil(3.5 * sigma));
+    std::vector<float> column(static_cast<size_t>(height), 0.0f);
+    std::vector<int> touched;
+    const auto addLine = [&](double row, double peak) {
+        const int r0 = std::max(0, static_cast<int>(std::floor(row)) - reach);
+        const int r1 = std::min(height - 1, static_cast<int>(std::ceil(row)) + reach);
+        for (int r = r0; r <= r1; ++r) {
+            const double dr = r - row;
+            const double speckle = std::max(0.0, 1.0 + op.speckle * rng.gaussian());
+            const double value = peak * std::exp(-dr * dr * inv2s2) * speckle;
+            if (column[static_cast<size_t>(r)] == 0.0f) {
+                touched.push_back(r);
+            }
+            column[static_cast<size_t>(r)] += static_cast<float>(value) + 1e-6f;
+        }
+    };
+    for (int c = 0; c < width; ++c) {
+        const ColumnSample* s = tr.column(c);
+        touched.clear();
+        for (int i = 0; i < tr.counts[static_cast<size_t>(c)]; ++i) {
+            if (!s[i].visible) {
+                continue;
+            }
+            addLine(s[i].row, s[i].intensity);
+            if (op.ghostFraction > 0.0 && s[i].object != kBeltObject) {
+                addLine(s[i].row + op.ghostOffsetRows, s[i].intensity * op.ghostFraction);
+            }
+        }
+        for (const int r : touched) {
+            uint8_t& px = pixels[static_cast<size_t>(r) * width + static_cast<size_t>(c)];
+            const double signal = column[static_cast<size_t>(r)];
+            const double shot = op.shotNoise * std::sqrt(signal) * rng.gaussian();
+            const long v = std::lround(px + signal + shot);
+            px = static_cast<uint8_t>(std::clamp(v, 0L, 255L));
+            column[static_cast<size_t>(r)] = 0.0f;
+        }
+    }
+}
+
+void CFrameRenderer::renderLineForm(const ProfileTrace& tr, LineForm& out) const {
+    const int width = scene_.station.camera.width;
+    const Optics& op = scene_.optics;
+    out.rows.assign(static_cast<size_t>(width), -1.0f);
+    out.peaks.assign(static_cast<size_t>(width), 0);
+    CRandom rng(scene_.seed, static_cast<uint64_t>(tr.frame), Stream::LineForm);
+    for (int c = 0; c < width; ++c) {
+        const ColumnSample* s = tr.brightestVisible(c);
+        const double speckle = 1.0 + op.speckle * rng.gaussian();
+        const double jitter = op.lineJitterPx * rng.gaussian();
+        if (s == nullptr) {
+            continue;
+        }
+        const long peak = std::lround(op.ambient + s->intensity * std::max(0.0, speckle));
+        if (peak < op.lineThreshold) {
+            continue;
+        }
+        out.rows[static_cast<size_t>(c)] = static_cast<float>(s->row + jitter);
+        out.peaks[static_cast<size_t>(c)] = static_cast<uint8_t>(std::min(peak, 255L));
+    }
+}
+
+void CFrameRenderer::render(int frame, RenderedFrame& out) const {
+    trace(frame, out.trace);
+    renderMono8(out.trace, out.mono8);
+    renderLineForm(out.trace, out.line);
+}
+
+bool buildPipelineImage(const LineForm& form, std::vector<uint8_t>& block) {
+    if (form.rows.size() > static_cast<size_t>(kPipelineMaxCount) || form.peaks.size() != form.rows.size()) {
+        return false;
+    }
+    block.assign(kPipelineImageSize, 0);
+    const int32_t count = static_cast<int32_t>(form.rows.size());
+    std::memcpy(&block[kPipelineCountOffset], &count, sizeof count);
+    if (count > 0) {
+        std::memcpy(&block[kPipelineFirstOffset], form.rows.data(), form.rows.size() * sizeof(float));
+        std::memcpy(&block[kPipelineSecondOffset], form.peaks.data(), form.peaks.size());
+    }
+    return true;
+}
+
+std::vector<uint8_t> packMono4p(const uint8_t* mono8, size_t pixelCount) {
+    std::vector<uint8_t> out((pixelCount + 1) / 2, 0);
+    for (size_t i = 0; i < pixelCount; ++i) {
+        const uint8_t nibble = static_cast<uint8_t>(mono8[i] >> 4);
+        out[i / 2] = static_cast<uint8_t>(out[i / 2] | ((i % 2 == 0) ? nibble : (nibble << 4)));
+    }
+    return out;
+}
+
+} // namespace ScanSim

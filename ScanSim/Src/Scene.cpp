@@ -1,0 +1,85 @@
+#include "ScanSim/Scene.h"
+
+#include "Shapes.h"
+
+#include <algorithm>
+#include <cmath>
+
+namespace ScanSim {
+
+const char* shapeKindName(ShapeKind kind) {
+    switch (kind) {
+    case ShapeKind::Box:
+        return "box";
+    case ShapeKind::CylinderLying:
+        return "cylinder-lying";
+    case ShapeKind::CylinderStanding:
+        return "cylinder-standing";
+    case ShapeKind::Bag:
+        return "bag";
+    }
+    return "box";
+}
+
+SceneLayout layoutScene(const Scene& scene) {
+    SceneLayout layout;
+    const Station& st = scene.station;
+    // Where the laser plane meets the belt, along Y (0 for the vertical plane through the origin).
+    const double lineY = std::abs(st.laser.normal.y) > 1e-12
+                             ? (st.laser.offset - st.laser.normal.z * st.beltZ()) / st.laser.normal.y
+                             : 0.0;
+    double rearY = lineY; // the scan starts with the belt empty up to the line
+    double tallest = 0.0;
+    for (const SceneObject& spec : scene.objects) {
+        PlacedObject p;
+        p.spec = spec;
+        p.yawRad = degToRad(spec.yawDeg);
+        const double len = Detail::shapeLength(spec);
+        const double wid = Detail::shapeWidth(spec);
+        const double sn = std::abs(std::sin(p.yawRad));
+        const double cs = std::abs(std::cos(p.yawRad));
+        p.halfExtentX = sn * len / 2.0 + cs * wid / 2.0;
+        p.halfExtentY = cs * len / 2.0 + sn * wid / 2.0;
+        p.topZ = st.beltZ() + Detail::shapeTopHeight(spec);
+        const double frontY = rearY - spec.gap;
+        p.centre = Vec3{spec.x, frontY - p.halfExtentY, st.beltZ()};
+        rearY = frontY - 2.0 * p.halfExtentY;
+        tallest = std::max(tallest, Detail::shapeTopHeight(spec));
+        layout.objects.push_back(p);
+    }
+    // A tilted laser plane meets the top of a tall object away from the belt line.
+    const double tiltReach =
+        std::abs(st.laser.normal.z / std::max(std::abs(st.laser.normal.y), 1e-12)) * tallest;
+    const double travel = (lineY - rearY) + scene.trailingGap + tiltReach;
+    const double step = std::max(scene.motion.mmPerFrame, 1e-6);
+    layout.frameCount = static_cast<int>(std::ceil(travel / step)) + 1;
+    return layout;
+}
+
+Scene defaultScene() {
+    Scene scene;
+    const auto box = [](const char* name, double l, double w, double h, double x, double yaw, double gap,
+                        double refl) {
+        SceneObject o;
+        o.name = name;
+        o.kind = ShapeKind::Box;
+        o.length = l;
+        o.width = w;
+        o.height = h;
+        o.x = x;
+        o.yawDeg = yaw;
+        o.gap = gap;
+        o.reflectance = refl;
+        return o;
+    };
+    scene.objects = {
+        box("white-carton", 350.0, 250.0, 200.0, -150.0, 0.0, 150.0, 0.85),
+        box("brown-carton", 500.0, 350.0, 300.0, 120.0, 25.0, 150.0, 0.45),
+        box("dark-box", 300.0, 200.0, 150.0, -60.0, -40.0, 150.0, 0.10),
+        box("tall-grey-box", 300.0, 220.0, 550.0, 180.0, 70.0, 150.0, 0.60),
+    };
+    scene.trailingGap = 150.0;
+    return scene;
+}
+
+} // namespace ScanSim

@@ -1,0 +1,282 @@
+#include "Shapes.h"
+
+#include <algorithm>
+#include <cmath>
+#include <limits>
+
+namespace ScanSim::Detail {
+namespace {
+
+constexpr double kBagExponent = 2.5; // superellipse footprint: between an ellipse and a rectangle
+constexpr double kBumpDepth = 0.12;
+
+struct Local {
+    Vec3 o;
+    Vec3 d;
+};
+
+Local toLocal(const ObjectPose& obj, const Vec3& o, const Vec3& d) {
+    const Vec3 r = o - obj.centre;
+    return {{dot(r, obj.alongShort), dot(r, obj.alongLong), r.z},
+            {dot(d, obj.alongShort), dot(d, obj.alongLong), d.z}};
+}
+
+Vec3 toBoardNormal(const ObjectPose& obj, const Vec3& n) {
+    return normalized(n.x * obj.alongShort + n.y * obj.alongLong + Vec3{0.0, 0.0, n.z});
+}
+
+// Keeps the nearest candidate in (tMin, tMax).
+struct Nearest {
+    double tMin = 0.0;
+    double tMax = 0.0;
+    bool found = false;
+    RayHit hit;
+    void offer(double t, const Vec3& localNormal, int surface) {
+        if (t > tMin && t < tMax && (!found || t < hit.t)) {
+            found = true;
+            hit.t = t;
+            hit.normal = localNormal;
+            hit.surface = surface;
+        }
+    }
+};
+
+void castBox(const SceneObject& s, const Local& r, Nearest& best) {
+    const double lo[3] = {-s.width / 2.0, -s.length / 2.0, 0.0};
+    const double hi[3] = {s.width / 2.0, s.length / 2.0, s.height};
+    const double o[3] = {r.o.x, r.o.y, r.o.z};
+    const double d[3] = {r.d.x, r.d.y, r.d.z};
+    double tEnter = -std::numeric_limits<double>::infinity();
+    double tExit = std::numeric_limits<double>::infinity();
+    int enterAxis = -1;
+    double enterSign = 0.0;
+    for (int a = 0; a < 3; ++a) {
+        if (std::abs(d[a]) < 1e-300) {
+            if (o[a] < lo[a] || o[a] > hi[a]) {
+                return;
+            }
+            continue;
+        }
+        double t0 = (lo[a] - o[a]) / d[a];
+        double t1 = (hi[a] - o[a]) / d[a];
+        double sign = -1.0; // entering through the low face: its normal points to -axis
+        if (t0 > t1) {
+            std::swap(t0, t1);
+            sign = 1.0;
+        }
+        if (t0 > tEnter) {
+            tEnter = t0;
+            enterAxis = a;
+            enterSign = sign;
+        }
+        tExit = std::min(tExit, t1);
+    }
+    if (enterAxis < 0 || tEnter > tExit) {
+        return;
+    }
+    Vec3 n;
+    (enterAxis == 0 ? n.x : enterAxis == 1 ? n.y : n.z) = enterSign;
+    best.offer(tEnter, n, enterAxis * 2 + (enterSign > 0 ? 1 : 0));
+}
+
+// Circle of radius r in the (a, b) plane of the local frame, bounded along the third axis.
+// axes: index of a, b and the bounded axis in (s, l, h); bOffset shifts b (cylinder lying).
+void castCylinder(const Local& r, int ia, int ib, int ic, double radius, double bOffset, double cLo,
+                  double cHi, Nearest& best) {
+    const double o[3] = {r.o.x, r.o.y, r.o.z};
+    const double d[3] = {r.d.x, r.d.y, r.d.z};
+    const double oa = o[ia];
+    const double ob = o[ib] - bOffset;
+    const double qa = d[ia] * d[ia] + d[ib] * d[ib];
+    const auto normalOf = [&](double va, double vb, double vc) {
+        double n[3] = {0, 0, 0};
+        n[ia] = va;
+        n[ib] = vb;
+        n[ic] = vc;
+        return Vec3{n[0], n[1], n[2]};
+    };
+    if (qa > 1e-300) {
+        const double qb = 2.0 * (oa * d[ia] + ob * d[ib]);
+        const double qc = oa * oa + ob * ob - radius * radius;
+        const double disc = qb * qb - 4.0 * qa * qc;
+        if (disc >= 0.0) {
+            const double sq = std::sqrt(disc);
+            for (const double t : {(-qb - sq) / (2.0 * qa), (-qb + sq) / (2.0 * qa)}) {
+                const double c = o[ic] + t * d[ic];
+                if (c >= cLo && c <= cHi) {
+                    const double pa = oa + t * d[ia];
+                    const double pb = ob + t * d[ib];
+                    best.offer(t, normalOf(pa / radius, pb / radius, 0.0), 0);
+                }
+            }
+        }
+    }
+    if (std::abs(d[ic]) > 1e-300) {
+        const double caps[2] = {cLo, cHi};
+        for (int k = 0; k < 2; ++k) {
+            const double t = (caps[k] - o[ic]) / d[ic];
+            const double pa = oa + t * d[ia];
+            const double pb = ob + t * d[ib];
+            if (pa * pa + pb * pb <= radius * radius) {
+                best.offer(t, normalOf(0.0, 0.0, k == 0 ? -1.0 : 1.0), 1 + k);
+            }
+        }
+    }
+}
+
+void castBag(const SceneObject& s, const BagShape& bag, const Local& r, Nearest& best) {
+    // Clip the ray to the bounding box, then step down onto the height field; each step is
+    // safe because the height changes at most slopeBound mm per mm across the footprint.
+    const double lo[3] = {-s.width / 2.0, -s.length / 2.0, 0.0};
+    const double hi[3] = {s.width / 2.0, s.length / 2.0, s.height};
+    const double o[3] = {r.o.x, r.o.y, r.o.z};
+    const double d[3] = {r.d.x, r.d.y, r.d.z};
+    double tEnter = best.tMin;
+    double tExit = best.found ? best.hit.t : best.tMax;
+    for (int a = 0; a < 3; ++a) {
+        if (std::abs(d[a]) < 1e-300) {
+            if (o[a] < lo[a] || o[a] > hi[a]) {
+                return;
+            }
+            continue;
+        }
+        const double t0 = (lo[a] - o[a]) / d[a];
+        const double t1 = (hi[a] - o[a]) / d[a];
+        tEnter = std::max(tEnter, std::min(t0, t1));
+        tExit = std::min(tExit, std::max(t0, t1));
+    }
+    if (tEnter > tExit) {
+        return;
+    }
+    const double horizontal = std::hypot(r.d.x, r.d.y);
+    const double rate = std::abs(r.d.z) + bag.slopeBound * horizontal;
+    const double minStep = 1e-4 / std::max(norm(r.d), 1e-300);
+    double t = tEnter;
+    for (int i = 0; i < 2000 && t <= tExit; ++i) {
+        const double ps = r.o.x + t * r.d.x;
+        const double pl = r.o.y + t * r.d.y;
+        const double gap = (r.o.z + t * r.d.z) - bag.heightAt(s, ps, pl);
+        if (gap < 1e-4) {
+            if (bag.heightAt(s, ps, pl) <= 1e-6) {
+                return; // reached the belt beside the bag
+            }
+            const double e = 0.05;
+            const double gs = (bag.heightAt(s, ps + e, pl) - bag.heightAt(s, ps - e, pl)) / (2 * e);
+            const double gl = (bag.heightAt(s, ps, pl + e) - bag.heightAt(s, ps, pl - e)) / (2 * e);
+            best.offer(std::max(t, std::nextafter(best.tMin, 1e300)), normalized(Vec3{-gs, -gl, 1.0}), 0);
+            return;
+        }
+        t += std::max(gap / rate, minStep);
+    }
+}
+
+} // namespace
+
+double BagShape::heightAt(const SceneObject& o, double s, double l) const {
+    const double a = std::abs(2.0 * s / o.width);
+    const double b = std::abs(2.0 * l / o.length);
+    if (a >= 1.0 || b >= 1.0) {
+        return 0.0;
+    }
+    const double rho = std::pow(std::pow(a, kBagExponent) + std::pow(b, kBagExponent), 1.0 / kBagExponent);
+    if (rho >= 1.0) {
+        return 0.0;
+    }
+    const double r2 = rho * rho;
+    const double dome = 1.0 - r2 * r2;
+    const double bump = 1.0 + kBumpDepth * std::sin(waveS * s + phaseS) * std::sin(waveL * l + phaseL);
+    return o.height * scale * dome * bump;
+}
+
+BagShape makeBagShape(const SceneObject& o) {
+    BagShape bag;
+    // Phases and wavelengths from the object's seed, so two bags differ but each is repeatable.
+    uint32_t x = o.shapeSeed * 2654435761u + 12345u;
+    const auto next = [&x]() {
+        x ^= x << 13;
+        x ^= x >> 17;
+        x ^= x << 5;
+        return (x & 0xFFFFFF) / double(0x1000000);
+    };
+    bag.phaseS = 2.0 * kPi * next();
+    bag.phaseL = 2.0 * kPi * next();
+    bag.waveS = 2.0 * kPi / (o.width * (0.5 + 0.4 * next()));
+    bag.waveL = 2.0 * kPi / (o.length * (0.5 + 0.4 * next()));
+    double peak = 0.0;
+    const int n = 240;
+    for (int i = 0; i <= n; ++i) {
+        for (int j = 0; j <= n; ++j) {
+            const double s = (i / double(n) - 0.5) * o.width;
+            const double l = (j / double(n) - 0.5) * o.length;
+            peak = std::max(peak, bag.heightAt(o, s, l));
+        }
+    }
+    bag.scale = peak > 0.0 ? 1.0 / peak : 1.0;
+    // Slope bound: dome slope (at most 4 per unit of rho) over the shorter half extent, times
+    // the bump, plus the bump's own slope; doubled for safety.
+    const double half = std::min(o.width, o.length) / 2.0;
+    const double h = o.height * bag.scale;
+    bag.slopeBound =
+        2.0 * h * (4.0 * (1.0 + kBumpDepth) * 1.5 / half + kBumpDepth * std::max(bag.waveS, bag.waveL));
+    return bag;
+}
+
+double bagSolidVolume(const SceneObject& o, const BagShape& bag) {
+    const int n = 400;
+    double sum = 0.0;
+    for (int i = 0; i < n; ++i) {
+        for (int j = 0; j < n; ++j) {
+            const double s = ((i + 0.5) / n - 0.5) * o.width;
+            const double l = ((j + 0.5) / n - 0.5) * o.length;
+            sum += bag.heightAt(o, s, l);
+        }
+    }
+    return sum * (o.width / n) * (o.length / n);
+}
+
+double shapeTopHeight(const SceneObject& o) {
+    return o.kind == ShapeKind::CylinderLying ? o.diameter : o.height;
+}
+
+double shapeLength(const SceneObject& o) {
+    return o.kind == ShapeKind::CylinderStanding ? o.diameter : o.length;
+}
+
+double shapeWidth(const SceneObject& o) {
+    return (o.kind == ShapeKind::CylinderStanding || o.kind == ShapeKind::CylinderLying) ? o.diameter
+                                                                                         : o.width;
+}
+
+bool castRay(const ObjectPose& obj, const Vec3& o, const Vec3& d, double tMin, double tMax, RayHit& hit) {
+    const Local r = toLocal(obj, o, d);
+    Nearest best;
+    best.tMin = tMin;
+    best.tMax = tMax;
+    const SceneObject& s = *obj.spec;
+    switch (s.kind) {
+    case ShapeKind::Box:
+        castBox(s, r, best);
+        break;
+    case ShapeKind::CylinderLying:
+        // circle in (s, h), centred at h = radius, bounded along l
+        castCylinder(r, 0, 2, 1, s.diameter / 2.0, s.diameter / 2.0, -s.length / 2.0, s.length / 2.0, best);
+        break;
+    case ShapeKind::CylinderStanding:
+        castCylinder(r, 0, 1, 2, s.diameter / 2.0, 0.0, 0.0, s.height, best);
+        break;
+    case ShapeKind::Bag:
+        castBag(s, *obj.bag, r, best);
+        break;
+    }
+    if (!best.found) {
+        return false;
+    }
+    hit = best.hit;
+    hit.normal = toBoardNormal(obj, hit.normal);
+    if (dot(hit.normal, d) > 0.0) {
+        hit.normal = -hit.normal;
+    }
+    return true;
+}
+
+} // namespace ScanSim::Detail
