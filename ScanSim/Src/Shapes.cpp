@@ -211,11 +211,11 @@ BagShape makeBagShape(const SceneObject& o) {
             peak = std::max(peak, bag.heightAt(o, s, l));
         }
     }
-    bag.scale = peak > 0.0 ? 1.0 / peak : 1.0;
+    bag.scale = peak > 0.0 ? o.height / peak : 1.0; // heightAt then peaks at o.height
     // Slope bound: dome slope (at most 4 per unit of rho) over the shorter half extent, times
     // the bump, plus the bump's own slope; doubled for safety.
     const double half = std::min(o.width, o.length) / 2.0;
-    const double h = o.height * bag.scale;
+    const double h = o.height;
     bag.slopeBound =
         2.0 * h * (4.0 * (1.0 + kBumpDepth) * 1.5 / half + kBumpDepth * std::max(bag.waveS, bag.waveL));
     return bag;
