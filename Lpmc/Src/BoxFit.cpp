@@ -4,8 +4,6 @@
 #include <cmath>
 #include <new>
 
-#include "MinAreaRect.h"
-
 namespace lpmc {
 
 bool CBoxFitter::configure(const FitSettings& settings) {
@@ -13,10 +11,11 @@ bool CBoxFitter::configure(const FitSettings& settings) {
     s_.hullCapacity = std::max<uint32_t>(s_.hullCapacity, 64);
     candidates_.reset(new (std::nothrow) Point2[s_.hullCapacity]);
     hull_.reset(new (std::nothrow) Point2[s_.hullCapacity + 1]);
+    edges_.reset(new (std::nothrow) EdgeSample[s_.edgeCapacity]);
     const size_t cells = static_cast<size_t>(s_.gridWidth) * static_cast<size_t>(s_.gridHeight);
     gridSum_.reset(new (std::nothrow) float[cells]);
     gridCount_.reset(new (std::nothrow) uint32_t[cells]);
-    return candidates_ && hull_ && gridSum_ && gridCount_ && heights_.configure(s_.maxHeight);
+    return candidates_ && hull_ && edges_ && gridSum_ && gridCount_ && heights_.configure(s_.maxHeight);
 }
 
 Point2 CBoxFitter::reported(const ProfilePoint& p, const FrameSlot& slot, const FrameSlot& first,
@@ -40,10 +39,71 @@ void CBoxFitter::addCandidate(const Point2& p) {
     candidates_[candidateCount_++] = p;
 }
 
+void CBoxFitter::addEdge(const Point2& in, const Point2& out) {
+    if (edgeCount_ < s_.edgeCapacity) {
+        edges_[edgeCount_++] = EdgeSample{in, out};
+    }
+}
+
+// Each side of the rectangle moves to the middle between its outermost sample (the hull's
+// support) and the nearest position known to be off the object. Where a side is crossed by
+// many profiles the two nearly meet; where all samples of a side share one phase (a side along
+// the columns or along the profiles) the edge lands half a spacing beyond the samples.
+Rect2 CBoxFitter::refineEdges(const Rect2& rect) const {
+    const Point2 normals[4] = {
+        rect.axisU, {-rect.axisU.x, -rect.axisU.y}, rect.axisV, {-rect.axisV.x, -rect.axisV.y}};
+    double support[4], edge[4];
+    for (int k = 0; k < 4; ++k) {
+        const Point2& n = normals[k];
+        support[k] = -1e300;
+        for (size_t i = 0; i < candidateCount_; ++i) { // the hull, after fit() reduced it
+            support[k] = std::fmax(support[k], hull_[i].x * n.x + hull_[i].y * n.y);
+        }
+    }
+    double spacing = 0.0;
+    for (size_t i = 0; i < edgeCount_; ++i) {
+        spacing = std::fmax(spacing,
+                            std::hypot(edges_[i].out.x - edges_[i].in.x, edges_[i].out.y - edges_[i].in.y));
+    }
+    spacing = std::fmin(spacing, 20.0);
+    for (int k = 0; k < 4; ++k) {
+        const Point2& n = normals[k];
+        const Point2 t{-n.y, n.x};
+        // The side's extent along itself, from the opposite pair of supports.
+        const int side = k < 2 ? 2 : 0;
+        const Point2& ts = normals[side];
+        const double tHi = support[side], tLo = -support[side + 1];
+        const double sign = (t.x * ts.x + t.y * ts.y) >= 0.0 ? 1.0 : -1.0;
+        const double margin = 2.0 * spacing + 0.5;
+        double upper = 1e300;
+        for (size_t i = 0; i < edgeCount_; ++i) {
+            const EdgeSample& e = edges_[i];
+            const double pin = e.in.x * n.x + e.in.y * n.y, pout = e.out.x * n.x + e.out.y * n.y;
+            const double len = std::hypot(e.out.x - e.in.x, e.out.y - e.in.y);
+            if (pin < support[k] - spacing - 1.0 || pout - pin < 0.05 * len || pout < support[k] - 0.5) {
+                continue; // not at this side, or pointing along it, or off the object inside it
+            }
+            const double along = sign * (e.in.x * t.x + e.in.y * t.y);
+            if (along < tLo + margin || along > tHi - margin) {
+                continue; // near a corner the next sample may leave through the other side
+            }
+            upper = std::fmin(upper, pout);
+        }
+        edge[k] = upper < 1e299 ? 0.5 * (support[k] + std::fmax(upper, support[k])) : support[k];
+    }
+    Rect2 r = rect;
+    r.extentU = edge[0] + edge[1];
+    r.extentV = edge[2] + edge[3];
+    const double cu = 0.5 * (edge[0] - edge[1]), cv = 0.5 * (edge[2] - edge[3]);
+    r.centre = {cu * rect.axisU.x + cv * rect.axisV.x, cu * rect.axisU.y + cv * rect.axisV.y};
+    return r;
+}
+
 void CBoxFitter::fit(const TrackedObject& object, const CFrameStore& store, FittedBox& out) {
     out = FittedBox{};
     out.object = object;
     candidateCount_ = 0;
+    edgeCount_ = 0;
     heights_.clear();
     const FrameSlot* first = store.find(object.firstSeq);
     const FrameSlot* last = store.find(object.lastSeq);
@@ -58,7 +118,6 @@ void CBoxFitter::fit(const TrackedObject& object, const CFrameStore& store, Fitt
         step = {(last->info.travel[0].x - first->info.travel[0].x) / frames,
                 (last->info.travel[0].y - first->info.travel[0].y) / frames};
     }
-    const double edge = s_.edgeCompensation ? 0.5 : 0.0;
     for (uint64_t seq = object.firstSeq; seq <= object.lastSeq; ++seq) {
         const FrameSlot* slot = store.find(seq);
         if (slot == nullptr) {
@@ -74,33 +133,35 @@ void CBoxFitter::fit(const TrackedObject& object, const CFrameStore& store, Fitt
             for (uint32_t i = 0; i < run.count; ++i) {
                 heights_.add(pts[i].h);
             }
-            // The ends of a run bound the footprint; a run's inner points lie between them.
-            Point2 a = reported(pts[0], *slot, *first, run.camera);
-            Point2 b = reported(pts[run.count - 1], *slot, *first, run.camera);
-            if (run.count >= 2 && edge > 0.0) {
-                const double dx = b.x - a.x, dy = b.y - a.y;
-                const double len = std::hypot(dx, dy);
-                if (len > 0.0) {
-                    const double pitch = len / (run.count - 1);
-                    const double k = edge * pitch / len;
-                    a = {a.x - k * dx, a.y - k * dy};
-                    b = {b.x + k * dx, b.y + k * dy};
-                }
-            }
+            // The ends of a run bound the footprint; a run's inner points lie between them. The
+            // next column beyond each end, and the profiles before the first and after the
+            // last, are off the object.
+            const Point2 a = reported(pts[0], *slot, *first, run.camera);
+            const Point2 b = reported(pts[run.count - 1], *slot, *first, run.camera);
             addCandidate(a);
             addCandidate(b);
-            if (isFirst && edge > 0.0) {
-                addCandidate({a.x + edge * step.x, a.y + edge * step.y});
-                addCandidate({b.x + edge * step.x, b.y + edge * step.y});
+            if (run.count >= 2) {
+                const double k = 1.0 / (run.count - 1);
+                const Point2 pitch{(b.x - a.x) * k, (b.y - a.y) * k};
+                addEdge(a, {a.x - pitch.x, a.y - pitch.y});
+                addEdge(b, {b.x + pitch.x, b.y + pitch.y});
             }
-            if (isLast && edge > 0.0) {
-                addCandidate({a.x - edge * step.x, a.y - edge * step.y});
-                addCandidate({b.x - edge * step.x, b.y - edge * step.y});
+            if (isFirst) {
+                addEdge(a, {a.x + step.x, a.y + step.y});
+                addEdge(b, {b.x + step.x, b.y + step.y});
+            }
+            if (isLast) {
+                addEdge(a, {a.x - step.x, a.y - step.y});
+                addEdge(b, {b.x - step.x, b.y - step.y});
             }
         }
     }
     const size_t hullCount = convexHull(candidates_.get(), candidateCount_, hull_.get());
-    const Rect2 rect = minAreaRect(hull_.get(), hullCount);
+    candidateCount_ = hullCount;
+    Rect2 rect = minAreaRect(hull_.get(), hullCount);
+    if (s_.edgeCompensation && hullCount >= 3) {
+        rect = refineEdges(rect);
+    }
     // The long side becomes axis1, pointing towards +y (or +x when it runs across the belt).
     Point2 long1 = rect.axisU;
     double length = rect.extentU, width = rect.extentV;

@@ -10,18 +10,27 @@
 #include "FrameStore.h"
 #include "HeightStats.h"
 #include "Lpmc.h"
+#include "MinAreaRect.h"
 #include "ObjectTracker.h"
 
 namespace lpmc {
 
 struct FitSettings {
-    bool edgeCompensation = true; // widen the footprint by half a sample spacing at its edges
+    bool edgeCompensation = true; // place each edge between the last sample on and the first off
     double heightQuantile = 0.99;
     double heightBand = 3.0;
     double maxHeight = 3000.0; // tallest height the statistics hold, mm
     bool finiteVolume = false;
     int32_t gridWidth = 256, gridHeight = 256; // most cells of the height map, across x along
     uint32_t hullCapacity = 1 << 16;           // candidates gathered before they are reduced
+    uint32_t edgeCapacity = 1 << 17;           // edge samples kept per object
+};
+
+// A sample at the border of the footprint: `in` lies on the object, `out` is where the next
+// sample beyond it would have been (the next column of the profile, or the previous or next
+// profile), so the footprint's edge lies between the two.
+struct EdgeSample {
+    Point2 in, out;
 };
 
 struct FittedBox {
@@ -45,7 +54,9 @@ public:
 
 private:
     void addCandidate(const Point2& p);
+    void addEdge(const Point2& in, const Point2& out);
     void compact();
+    Rect2 refineEdges(const Rect2& rect) const;
     double integratedVolume(const TrackedObject& object, const CFrameStore& store, const FrameSlot& first,
                             const Point2& centre, const Point2& u, const Point2& v, double lengthU,
                             double lengthV);
@@ -53,6 +64,8 @@ private:
     FitSettings s_{};
     std::unique_ptr<Point2[]> candidates_, hull_;
     size_t candidateCount_ = 0;
+    std::unique_ptr<EdgeSample[]> edges_;
+    size_t edgeCount_ = 0;
     CHeightStats heights_;
     std::unique_ptr<float[]> gridSum_;
     std::unique_ptr<uint32_t[]> gridCount_;

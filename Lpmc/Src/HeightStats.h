@@ -1,4 +1,4 @@
-// The height of an object's top from the heights of all its points: a histogram in 0.1 mm bins,
+// The height of an object's top from the heights of all its points: a histogram in 0.02 mm bins,
 // a high quantile as the anchor, and the median of the points at most `band` below it, so that
 // neither a few spikes above nor the sides below move the answer.
 #pragma once
@@ -10,7 +10,7 @@ namespace lpmc {
 
 class CHeightStats {
 public:
-    static constexpr double kBin = 0.1; // mm
+    static constexpr double kBin = 0.02; // mm
     // Heights from 0 to maxHeight mm; false on allocation failure.
     bool configure(double maxHeight);
     void clear();
