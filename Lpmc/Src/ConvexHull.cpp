@@ -17,6 +17,12 @@ size_t convexHull(Point2* p, size_t n, Point2* hull) {
     }
     std::sort(p, p + n,
               [](const Point2& a, const Point2& b) { return a.x < b.x || (a.x == b.x && a.y < b.y); });
+    n = static_cast<size_t>(
+        std::unique(p, p + n, [](const Point2& a, const Point2& b) { return a.x == b.x && a.y == b.y; }) - p);
+    if (n == 1) {
+        hull[0] = p[0];
+        return 1;
+    }
     size_t k = 0;
     for (size_t i = 0; i < n; ++i) { // lower chain
         while (k >= 2 && cross(hull[k - 2], hull[k - 1], p[i]) <= 0.0) {

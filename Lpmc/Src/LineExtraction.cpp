@@ -37,6 +37,7 @@ struct Stripe {
     int32_t a = 0, b = 0, peak = 0;
     int32_t base = 0; // level under which samples don't belong to the stripe
     bool anySaturated = false;
+    bool risesBefore = false, risesAfter = false; // another peak's flank stopped the walk
     int32_t at(int32_t i) const { return value[i + kHalfWindow]; }
 };
 
@@ -61,6 +62,7 @@ void walkRaw(const uint8_t* column, ptrdiff_t step, int32_t rowBegin, int32_t ro
     while (i < up) {
         const int32_t v = c[-static_cast<ptrdiff_t>(i + 1) * step];
         if (!continues(v, prev, s.base, rise)) {
+            s.risesBefore = v > prev + rise;
             break;
         }
         s.value[kHalfWindow - ++i] = prev = v;
@@ -72,6 +74,7 @@ void walkRaw(const uint8_t* column, ptrdiff_t step, int32_t rowBegin, int32_t ro
     while (i < down) {
         const int32_t v = c[static_cast<ptrdiff_t>(i + 1) * step];
         if (!continues(v, prev, s.base, rise)) {
+            s.risesAfter = v > prev + rise;
             break;
         }
         s.value[kHalfWindow + ++i] = prev = v;
@@ -118,10 +121,30 @@ void loadSmoothed(const uint8_t* column, ptrdiff_t step, int32_t rowBegin, int32
     while (s.a > lo && continues(s.at(s.a - 1), s.at(s.a), s.base, rise)) {
         --s.a;
     }
+    s.risesBefore = s.a > lo && s.at(s.a - 1) > s.at(s.a) + rise;
     s.b = k;
     while (s.b < hi && continues(s.at(s.b + 1), s.at(s.b), s.base, rise)) {
         ++s.b;
     }
+    s.risesAfter = s.b < hi && s.at(s.b + 1) > s.at(s.b) + rise;
+}
+
+// Where another peak rose beside the stripe, the valley sample carries its flank: it goes, and
+// the stripe is cut to the same length on the other side so that the truncation stays
+// symmetric about the peak.
+void trimAtNeighbours(Stripe& s) {
+    if (!s.risesBefore && !s.risesAfter) {
+        return;
+    }
+    if (s.risesBefore && s.a < s.peak) {
+        ++s.a;
+    }
+    if (s.risesAfter && s.b > s.peak) {
+        --s.b;
+    }
+    const int32_t half = std::min(s.peak - s.a, s.b - s.peak);
+    s.a = s.peak - half;
+    s.b = s.peak + half;
 }
 
 float centreOfGravity(const Stripe& s) {
@@ -237,6 +260,7 @@ float refineCentre(const uint8_t* column, ptrdiff_t step, int32_t rowBegin, int3
     } else {
         loadSmoothed(column, step, rowBegin, rowEnd, middle, radius, stripe, saturated);
     }
+    trimAtNeighbours(stripe);
     const float cog = centreOfGravity(stripe);
     float c = cog;
     switch (settings.method) {
@@ -253,7 +277,9 @@ float refineCentre(const uint8_t* column, ptrdiff_t step, int32_t rowBegin, int3
     case ExtractMethod::WholePixel:
         break;
     }
-    return static_cast<float>(stripe.origin) + c;
+    // A stripe cut by the border of the region still has its centre inside it.
+    return std::clamp(static_cast<float>(stripe.origin) + c, static_cast<float>(rowBegin),
+                      static_cast<float>(rowEnd - 1));
 }
 
 bool CLineExtractor::configure(int32_t imageWidth, int32_t imageHeight, const LpmcImageRegion& region,
