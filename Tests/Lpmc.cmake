@@ -11,3 +11,4 @@ quboid3d_add_test(LpmcLineExtractionTest SOURCES LpmcLineExtractionTest.cpp LIBS
 quboid3d_add_test(LpmcTriangulationTest SOURCES LpmcTriangulationTest.cpp LIBS LpmcCore LpmcTestSupport)
 quboid3d_add_test(LpmcConfigTest SOURCES LpmcConfigTest.cpp LIBS LpmcCore)
 quboid3d_add_test(LpmcGeometryTest SOURCES LpmcGeometryTest.cpp LIBS LpmcCore)
+quboid3d_add_test(LpmcSegmentationTest SOURCES LpmcSegmentationTest.cpp LIBS LpmcCore LpmcTestSupport)

@@ -1,0 +1,266 @@
+// Segmentation: object points of one profile grouped into runs, and runs followed along the
+// belt into objects that complete, merge, stay apart side by side, or are cut off.
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include "CameraModel.h"
+#include "FrameStore.h"
+#include "LpmcSynthetic.h"
+#include "ObjectTracker.h"
+#include "Profile.h"
+#include "TriangulationTable.h"
+
+namespace {
+
+using namespace lpmc;
+
+struct ProfileFixture {
+    lpmctest::Station station = lpmctest::makeStation(lpmctest::StationDesign{});
+    std::unique_ptr<lpmctest::Calibration> cal = station.calibration(0.0, 0.5);
+    CTriangulationTable table;
+    ProfileSettings settings;
+    std::vector<ProfilePoint> points = std::vector<ProfilePoint>(512);
+    std::vector<ProfileRun> runs = std::vector<ProfileRun>(16);
+
+    ProfileFixture() {
+        CameraModel m;
+        EXPECT_EQ(loadCameraModel(&cal->calib, m), LPMC_OK);
+        table.build(m, station.design.width, station.design.height);
+        settings.region = {0, 0, station.design.width, station.design.height};
+        settings.heightOffset = station.design.chessboardHeight;
+        settings.minRunPoints = 3;
+    }
+    lpmctest::LineFrame render(const std::vector<lpmctest::Box>& boxes) {
+        lpmctest::LineFrame line;
+        lpmctest::renderLine(station, boxes, 0.0, 200.0, line);
+        return line;
+    }
+    ProfileOutput build(const std::vector<float>& rows) {
+        ProfileOutput out;
+        out.points = points.data();
+        out.runs = runs.data();
+        out.runCapacity = static_cast<uint32_t>(runs.size());
+        buildProfile(rows.data(), table, settings, 0, out);
+        return out;
+    }
+};
+
+// A box whose footprint covers the line Y = 0 at travel 0.
+lpmctest::Box boxAt(double x, double width, double height) {
+    return {300.0, width, height, x, 0.0, 0.0, 0.8};
+}
+
+TEST(LpmcSegmentationTest, ABoxBecomesOneRunOfObjectPointsAtItsHeight) {
+    ProfileFixture f;
+    const auto line = f.render({boxAt(50.0, 200.0, 120.0)});
+    const ProfileOutput out = f.build(line.rows);
+    ASSERT_EQ(out.runCount, 1u);
+    const ProfileRun& r = f.runs[0];
+    EXPECT_NEAR(r.x0, -50.0, 2.5);
+    EXPECT_NEAR(r.x1, 150.0, 2.5);
+    EXPECT_FALSE(r.touchesEdge);
+    EXPECT_EQ(out.pointCount, r.count);
+    for (uint32_t i = 0; i < r.count; ++i) {
+        EXPECT_NEAR(f.points[r.first + i].h, 120.0, 0.01);
+        EXPECT_NEAR(f.points[r.first + i].y, 0.0, 0.01);
+    }
+}
+
+TEST(LpmcSegmentationTest, BeltBetweenBoxesAndWideGapsSplitRuns) {
+    ProfileFixture f;
+    const auto line = f.render({boxAt(-200.0, 150.0, 100.0), boxAt(100.0, 150.0, 60.0)});
+    EXPECT_EQ(f.build(line.rows).runCount, 2u);
+    // A dropout of 10 columns (about 21 mm) inside one box.
+    auto rows = f.render({boxAt(0.0, 300.0, 100.0)}).rows;
+    for (int c = 250; c < 260; ++c) {
+        rows[static_cast<size_t>(c)] = -1.0f;
+    }
+    f.settings.maxGap = 10.0;
+    EXPECT_EQ(f.build(rows).runCount, 2u);
+    f.settings.maxGap = 40.0;
+    EXPECT_EQ(f.build(rows).runCount, 1u);
+}
+
+TEST(LpmcSegmentationTest, RunsShorterThanTheNoiseFactorAreDropped) {
+    ProfileFixture f;
+    auto rows = f.render({}).rows; // empty belt
+    EXPECT_EQ(f.build(rows).runCount, 0u);
+    rows[100] = rows[101] = 20.0f; // two columns high above the belt: a speck
+    const ProfileOutput out = f.build(rows);
+    EXPECT_EQ(out.runCount, 0u);
+    EXPECT_EQ(out.pointCount, 0u);
+    f.settings.minRunPoints = 2;
+    EXPECT_EQ(f.build(rows).runCount, 1u);
+}
+
+TEST(LpmcSegmentationTest, ARunAtTheFirstOrLastColumnOfTheRegionTouchesTheEdge) {
+    ProfileFixture f;
+    const auto rows = f.render({boxAt(0.0, 300.0, 100.0)}).rows;
+    const auto belt = f.render({}).rows;
+    int first = 0; // the first column on the box: its top is higher in the image than the belt
+    while (first + 1 < static_cast<int>(rows.size()) &&
+           !(rows[static_cast<size_t>(first)] >= 0.0f &&
+             rows[static_cast<size_t>(first)] < belt[static_cast<size_t>(first)] - 3.0f)) {
+        ++first;
+    }
+    ASSERT_LT(first + 60, static_cast<int>(rows.size()));
+    f.settings.region = {first + 3, 0, 200, f.station.design.height};
+    ProfileOutput out = f.build(rows);
+    ASSERT_EQ(out.runCount, 1u);
+    EXPECT_TRUE(f.runs[0].touchesEdge);
+    f.settings.region = {first - 20, 0, 60, f.station.design.height};
+    out = f.build(rows);
+    ASSERT_EQ(out.runCount, 1u);
+    EXPECT_TRUE(f.runs[0].touchesEdge); // runs past the last column
+    f.settings.region = {0, 0, f.station.design.width, f.station.design.height};
+    out = f.build(rows);
+    ASSERT_EQ(out.runCount, 1u);
+    EXPECT_FALSE(f.runs[0].touchesEdge);
+}
+
+// Tracker fixture: frames whose runs are given as X ranges.
+struct Tracking {
+    CFrameStore store;
+    CObjectTracker tracker;
+    std::vector<TrackedObject> completed;
+    uint64_t seq = 0;
+
+    explicit Tracking(TrackerSettings s, uint32_t slots = 200) {
+        EXPECT_TRUE(store.configure(slots, 64, 16));
+        tracker.configure(s, &store);
+    }
+    void frame(std::initializer_list<std::pair<float, float>> ranges) {
+        FrameSlot& slot = store.begin(seq++);
+        for (const auto& [x0, x1] : ranges) {
+            ProfileRun r;
+            r.first = slot.pointCount;
+            r.count = 4;
+            r.x0 = x0;
+            r.x1 = x1;
+            for (int i = 0; i < 4; ++i) {
+                slot.points[slot.pointCount++] = ProfilePoint{x0 + (x1 - x0) * i / 3.0f, 0.0f, 50.0f};
+            }
+            slot.runs[slot.runCount++] = r;
+        }
+        tracker.track(slot, completed);
+    }
+    void empty(int n) {
+        for (int i = 0; i < n; ++i) {
+            frame({});
+        }
+    }
+};
+
+TrackerSettings trackerSettings(bool multi = true) {
+    TrackerSettings s;
+    s.multiPackage = multi;
+    s.joinDistance = 10.0;
+    s.endFrames = 5;
+    s.maxFrames = 100;
+    return s;
+}
+
+TEST(LpmcSegmentationTest, AnObjectCompletesAfterTheEndFrames) {
+    Tracking t(trackerSettings());
+    for (int i = 0; i < 30; ++i) {
+        t.frame({{-50.0f, 50.0f}});
+    }
+    t.empty(4);
+    EXPECT_TRUE(t.completed.empty());
+    EXPECT_EQ(t.tracker.openCount(), 1);
+    t.empty(1);
+    ASSERT_EQ(t.completed.size(), 1u);
+    EXPECT_EQ(t.completed[0].firstSeq, 0u);
+    EXPECT_EQ(t.completed[0].lastSeq, 29u);
+    EXPECT_EQ(t.completed[0].framesSeen, 30u);
+    EXPECT_EQ(t.completed[0].pointCount, 120u);
+    EXPECT_FALSE(t.completed[0].cutOff);
+}
+
+TEST(LpmcSegmentationTest, ADropoutShorterThanTheEndFramesKeepsOneObject) {
+    Tracking t(trackerSettings());
+    for (int i = 0; i < 10; ++i) {
+        t.frame({{0.0f, 100.0f}});
+    }
+    t.empty(4);
+    for (int i = 0; i < 10; ++i) {
+        t.frame({{5.0f, 105.0f}});
+    }
+    t.empty(5);
+    ASSERT_EQ(t.completed.size(), 1u);
+    EXPECT_EQ(t.completed[0].lastSeq, 23u);
+}
+
+TEST(LpmcSegmentationTest, SideBySideObjectsStayApartOrBecomeOne) {
+    for (bool multi : {true, false}) {
+        Tracking t(trackerSettings(multi));
+        for (int i = 0; i < 20; ++i) {
+            t.frame({{-300.0f, -100.0f}, {50.0f, 250.0f}});
+        }
+        t.empty(5);
+        EXPECT_EQ(t.completed.size(), multi ? 2u : 1u);
+        // Every run of the frames carries its object's id.
+        for (uint64_t s = 0; s < 20; ++s) {
+            const FrameSlot* slot = t.store.find(s);
+            ASSERT_NE(slot, nullptr);
+            EXPECT_EQ(slot->runs[0].object == slot->runs[1].object, !multi);
+        }
+    }
+}
+
+TEST(LpmcSegmentationTest, RunsThatBridgeTwoObjectsJoinThemAndRelabelTheirPast) {
+    Tracking t(trackerSettings());
+    for (int i = 0; i < 10; ++i) { // a V seen from its open end: two arms
+        t.frame({{-100.0f, -60.0f}, {60.0f, 100.0f}});
+    }
+    for (int i = 0; i < 10; ++i) { // then its base joins them
+        t.frame({{-100.0f, 100.0f}});
+    }
+    t.empty(5);
+    ASSERT_EQ(t.completed.size(), 1u);
+    const int32_t id = t.completed[0].id;
+    EXPECT_EQ(t.completed[0].firstSeq, 0u);
+    EXPECT_EQ(t.completed[0].pointCount, 120u);
+    for (uint64_t s = 0; s < 20; ++s) {
+        const FrameSlot* slot = t.store.find(s);
+        for (uint32_t r = 0; r < slot->runCount; ++r) {
+            EXPECT_EQ(slot->runs[r].object, id);
+        }
+    }
+}
+
+TEST(LpmcSegmentationTest, RunsWithinTheJoinDistanceBelongTogether) {
+    Tracking t(trackerSettings());
+    for (int i = 0; i < 10; ++i) {
+        t.frame({{0.0f, 100.0f}, {108.0f, 200.0f}}); // 8 mm apart: one object
+    }
+    t.empty(5);
+    EXPECT_EQ(t.completed.size(), 1u);
+}
+
+TEST(LpmcSegmentationTest, AnObjectSpanningTheMostFramesIsCutOff) {
+    Tracking t(trackerSettings());
+    for (int i = 0; i < 100; ++i) {
+        t.frame({{0.0f, 100.0f}});
+    }
+    ASSERT_EQ(t.completed.size(), 1u);
+    EXPECT_TRUE(t.completed[0].cutOff);
+    EXPECT_EQ(t.completed[0].lastSeq - t.completed[0].firstSeq + 1, 100u);
+}
+
+TEST(LpmcSegmentationTest, TheStoreForgetsFramesItHasOverwritten) {
+    CFrameStore store;
+    ASSERT_TRUE(store.configure(8, 4, 2));
+    EXPECT_EQ(store.find(0), nullptr);
+    for (uint64_t s = 0; s < 12; ++s) {
+        store.begin(s).info.timestamp = static_cast<double>(s);
+    }
+    EXPECT_EQ(store.find(3), nullptr);
+    ASSERT_NE(store.find(4), nullptr);
+    EXPECT_EQ(store.find(4)->info.timestamp, 4.0);
+    EXPECT_EQ(store.find(11)->info.seq, 11u);
+    EXPECT_EQ(store.find(12), nullptr);
+}
+
+} // namespace
