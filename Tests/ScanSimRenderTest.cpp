@@ -411,3 +411,35 @@ TEST(ScanSimRender, LineFormDropsColumnsBelowTheThreshold) {
 }
 
 } // namespace
+
+namespace {
+
+TEST(ScanSimTime, StampsAndBeltSpeedFollowTheTimeBase) {
+    Scene scene = quietScene();
+    scene.motion.mmPerFrame = 1.5;
+    scene.motion.driftXPerFrame = 0.1;
+    scene.motion.framePeriodMs = 2.0;
+    EXPECT_DOUBLE_EQ(timestampOfFrame(scene, 0, TimeBase::StoredImages), 1.0);
+    EXPECT_DOUBLE_EQ(timestampOfFrame(scene, 10, TimeBase::StoredImages), 21.0);
+    EXPECT_DOUBLE_EQ(timestampOfFrame(scene, 10, TimeBase::CameraMs), 20.0);
+    const Vec3 stored = beltSpeed(scene, TimeBase::StoredImages);
+    EXPECT_DOUBLE_EQ(stored.x, 0.05);
+    EXPECT_DOUBLE_EQ(stored.y, 0.75);
+    const Vec3 camera = beltSpeed(scene, TimeBase::CameraMs);
+    EXPECT_DOUBLE_EQ(camera.x, 0.05);
+    EXPECT_DOUBLE_EQ(camera.y, 0.75);
+}
+
+TEST(ScanSimTime, DriftingObjectsMoveAcrossAndTheTruthCentreIsWhereTheyWereFirstSeen) {
+    Scene scene = quietScene();
+    scene.motion.driftXPerFrame = 0.2;
+    scene.objects = {box(300.0, 200.0, 150.0, -100.0, 100.5)};
+    const CFrameRenderer r(scene);
+    EXPECT_NEAR(r.objectCentreAt(0, 50).x, -100.0 + 10.0, 1e-12);
+    const ScanTruth truth = computeTruth(r, TimeBase::StoredImages);
+    ASSERT_TRUE(truth.objects[0].seen);
+    EXPECT_EQ(truth.objects[0].firstFrame, 101);
+    EXPECT_NEAR(truth.objects[0].centre.x, -100.0 + 0.2 * 101, 1e-9);
+}
+
+} // namespace
