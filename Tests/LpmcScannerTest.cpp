@@ -1,6 +1,9 @@
 // The whole pipeline through the five functions on the synthetic station: boxes of known size
-// and pose, rendered as line forms and as Mono8 frames, measured and compared with the truth.
+// and pose, rendered as line forms and as Mono8 frames, measured and compared with the truth;
+// limits, the field of view, side-by-side packages, noise, motion, times and point lists.
+#include <algorithm>
 #include <cmath>
+#include <random>
 
 #include <gtest/gtest.h>
 
@@ -21,24 +24,328 @@ void expectBox(const LpmcBox& got, const Box& box, double tol) {
     EXPECT_NEAR(got.width, t.width, tol);
     EXPECT_NEAR(got.height, t.height, tol);
     EXPECT_NEAR(slantDifference(slantOf(got), t.slantDeg, t.length == t.width), 0.0, 0.5);
-    // Centre in the frame of the truth's enter frame: the reported frame moves with the enter time.
+    // The reported frame is the board frame at the enter time: move the centre into the frame of
+    // the truth's first frame before comparing.
     const double enterFrame = (got.objEnterTime - 1.0) / 2.0;
     EXPECT_NEAR(got.center[0], t.cx, tol);
-    EXPECT_NEAR(got.center[1] + (enterFrame - static_cast<double>(t.firstFrame)), t.cy, tol);
+    EXPECT_NEAR(got.center[1] - (enterFrame - static_cast<double>(t.firstFrame)), t.cy, tol);
     EXPECT_NEAR(got.center[2], 0.5 * t.height, tol);
+    EXPECT_NEAR(got.axis2[2], 1.0f, 1e-6);
+    EXPECT_GE(got.axis1[1], 0.0f);
+    EXPECT_FLOAT_EQ(got.axis0[0], got.axis1[1]);
+    EXPECT_FLOAT_EQ(got.axis0[1], -got.axis1[0]);
     EXPECT_NEAR(got.volume, got.length * got.width * got.height, 1e-3 * got.volume);
 }
 
-TEST(LpmcScannerTest, MeasuresOneBoxFromTheLineForm) {
+int32_t framesFor(const std::vector<Box>& boxes) {
+    double last = 0.0;
+    for (const Box& b : boxes) {
+        last = std::max(last, -b.trailingY());
+    }
+    return static_cast<int32_t>(last) + 40;
+}
+
+std::vector<Result> lineScan(const Scan& s, const std::vector<Box>& boxes,
+                             void (*edit)(LpmcConfig&) = nullptr, int32_t frameNum = 2000) {
+    Instance inst;
+    EXPECT_EQ(openInstance(s.station, *s.cal, frameNum, inst,
+                           [edit](LpmcConfig& c) {
+                               if (edit != nullptr) {
+                                   edit(c);
+                               }
+                           }),
+              0);
+    return runLineScan(inst.handle, s.station, boxes, framesFor(boxes), 1.0);
+}
+
+TEST(LpmcScannerTest, MeasuresBoxesOfManySizesAndYawsFromTheLineForm) {
+    Scan s;
+    const Box boxes[] = {{400, 250, 180, 20.3, -300.4, 0, 0.8},  {400, 250, 180, -150, -300.7, 30, 0.8},
+                         {100, 60, 50, 200.2, -100.2, 45, 0.1},  {700, 500, 600, 0, -500.1, 10, 0.8},
+                         {300, 300, 100, -200, -200.6, 17, 0.5}, {80, 80, 60, 100, -70.5, -33, 0.8}};
+    for (const Box& box : boxes) {
+        SCOPED_TRACE(::testing::Message() << box.length << " x " << box.width << " yaw " << box.yawDeg);
+        const auto results = lineScan(s, {box});
+        ASSERT_EQ(results.size(), 1u);
+        ASSERT_EQ(results[0].state, LPMC_STATE_BOXES);
+        ASSERT_EQ(results[0].boxes.size(), 1u);
+        expectBox(results[0].boxes[0], box, 2.5);
+    }
+}
+
+TEST(LpmcScannerTest, MeasuresABoxFromNoisyMono8Frames) {
     Scan s;
     Instance inst;
     ASSERT_EQ(openInstance(s.station, *s.cal, 2000, inst, [](LpmcConfig&) {}), 0);
-    const Box box{400, 250, 180, 20, -300, 0, 0.8};
-    const auto results = runLineScan(inst.handle, s.station, {box}, 800, 1.0);
+    const Box box{260, 180, 140, -40, -140.3, 20, 0.1}; // dark: peaks of 20 grey over 4 of ambient
+    StripeOptics optics;
+    optics.noise = 1.5;
+    const auto results = runMono8Scan(inst.handle, s.station, {box}, framesFor({box}), 1.0, optics, 9);
     ASSERT_EQ(results.size(), 1u);
     ASSERT_EQ(results[0].state, LPMC_STATE_BOXES);
+    expectBox(results[0].boxes.at(0), box, 2.5);
+}
+
+TEST(LpmcScannerTest, SideBySidePackagesAreSeparateBoxesUnlessTheFlagIsOff) {
+    Scan s;
+    const std::vector<Box> pair = {{300, 200, 150, -200, -200.3, 0, 0.8},
+                                   {250, 150, 250, 150, -180.8, 15, 0.8}};
+    // Reported as soon as each is complete: two results, one box each.
+    auto results = lineScan(s, pair);
+    ASSERT_EQ(results.size(), 2u);
+    for (const auto& r : results) {
+        ASSERT_EQ(r.boxes.size(), 1u);
+        const Box& truth = std::fabs(r.boxes[0].center[0] - pair[0].x) < 50 ? pair[0] : pair[1];
+        expectBox(r.boxes[0], truth, 2.5);
+    }
+    // Held until the line is clear: one result with both.
+    results = lineScan(s, pair, [](LpmcConfig& c) { c.scan_package_intime_flag = 0; });
+    ASSERT_EQ(results.size(), 1u);
+    ASSERT_EQ(results[0].boxes.size(), 2u);
+    // One object for everything seen together.
+    results = lineScan(s, pair, [](LpmcConfig& c) { c.scan_mult_package_flag = 0; });
+    ASSERT_EQ(results.size(), 1u);
     ASSERT_EQ(results[0].boxes.size(), 1u);
-    expectBox(results[0].boxes[0], box, 2.5);
+    EXPECT_GT(results[0].boxes[0].length, 500.0f); // both across the belt: about 550 mm
+}
+
+TEST(LpmcScannerTest, FivePackagesSideBySideComeOutInOneResult) {
+    Scan s;
+    std::vector<Box> row;
+    for (int i = 0; i < 5; ++i) {
+        row.push_back({150, 120, 80.0 + 20 * i, -400.0 + 200 * i, -100.3 - 7 * i, 0, 0.8});
+    }
+    const auto results = lineScan(s, row, [](LpmcConfig& c) { c.scan_package_intime_flag = 0; });
+    ASSERT_EQ(results.size(), 1u);
+    ASSERT_EQ(results[0].boxes.size(), 5u);
+    for (const LpmcBox& b : results[0].boxes) {
+        const auto it = std::min_element(row.begin(), row.end(), [&](const Box& a, const Box& c) {
+            return std::fabs(a.x - b.center[0]) < std::fabs(c.x - b.center[0]);
+        });
+        expectBox(b, *it, 2.5);
+    }
+}
+
+TEST(LpmcScannerTest, BoxesOutsideTheLimitsAreReportedAsUnmeasured) {
+    Scan s;
+    const Box box{300, 200, 150, 0, -200.3, 0, 0.8};
+    auto results = lineScan(s, {box}, [](LpmcConfig& c) { c.scan_max_h = 120.0; });
+    ASSERT_EQ(results.size(), 1u);
+    EXPECT_EQ(results[0].state, LPMC_STATE_UNMEASURED);
+    ASSERT_EQ(results[0].boxes.size(), 1u);
+    EXPECT_NEAR(results[0].boxes[0].height, 150.0, 2.5); // what was measured is still there
+    results = lineScan(s, {box}, [](LpmcConfig& c) { c.scan_min_l = 350.0; });
+    ASSERT_EQ(results.size(), 1u);
+    EXPECT_EQ(results[0].state, LPMC_STATE_UNMEASURED);
+    results = lineScan(s, {box}, [](LpmcConfig& c) { c.scan_max_w = 0.0; }); // 0: no upper limit
+    ASSERT_EQ(results.size(), 1u);
+    EXPECT_EQ(results[0].state, LPMC_STATE_BOXES);
+}
+
+TEST(LpmcScannerTest, MeasuredBoxesGoFirstAndUnmeasuredOnesFollowInTheirOwnResult) {
+    Scan s;
+    const std::vector<Box> pair = {{300, 200, 150, -200, -200.3, 0, 0.8},
+                                   {300, 200, 40, 200, -200.3, 0, 0.8}};
+    const auto results = lineScan(s, pair, [](LpmcConfig& c) {
+        c.scan_package_intime_flag = 0;
+        c.scan_min_h = 60.0;
+    });
+    ASSERT_EQ(results.size(), 2u);
+    EXPECT_EQ(results[0].state, LPMC_STATE_BOXES);
+    EXPECT_NEAR(results[0].boxes.at(0).height, 150.0, 2.5);
+    EXPECT_EQ(results[1].state, LPMC_STATE_UNMEASURED);
+    EXPECT_NEAR(results[1].boxes.at(0).height, 40.0, 2.5);
+    EXPECT_EQ(results[1].frame, results[0].frame + 1);
+}
+
+TEST(LpmcScannerTest, ABoxCutOffByTheFieldOfViewIsUnmeasured) {
+    Scan s;
+    const Box box{300, 200, 150, 0, -200.3, 0, 0.8};
+    // A region that ends on the box.
+    const auto results = lineScan(s, {box}, [](LpmcConfig& c) { c.region[0]->width = 256; });
+    ASSERT_EQ(results.size(), 1u);
+    EXPECT_EQ(results[0].state, LPMC_STATE_UNMEASURED);
+}
+
+TEST(LpmcScannerTest, ABoxLongerThanTheFrameLimitIsUnmeasured) {
+    Scan s;
+    const Box box{600, 200, 150, 0, -350.3, 0, 0.8};
+    const auto results = lineScan(s, {box}, nullptr, 300);
+    ASSERT_GE(results.size(), 1u);
+    EXPECT_EQ(results[0].state, LPMC_STATE_UNMEASURED);
+    for (const auto& r : results) {
+        EXPECT_NE(r.state, LPMC_STATE_BOXES);
+    }
+}
+
+TEST(LpmcScannerTest, NoiseOnAnEmptyBeltGivesNoBox) {
+    Scan s;
+    Instance inst;
+    ASSERT_EQ(openInstance(s.station, *s.cal, 2000, inst, [](LpmcConfig&) {}), 0);
+    std::mt19937 rng(4);
+    LineFrame line;
+    int results = 0;
+    for (int k = 0; k < 600; ++k) {
+        renderLine(s.station, {}, k, 200.0, line);
+        // Specks: a few columns far above the belt, and some columns without a line.
+        for (int i = 0; i < 6; ++i) {
+            const size_t c = rng() % line.rows.size();
+            line.rows[c] = static_cast<float>(rng() % 100);
+            if (rng() % 2 == 0 && c + 1 < line.rows.size()) {
+                line.rows[c + 1] = line.rows[c] + 0.3f;
+            }
+            line.rows[rng() % line.rows.size()] = -1.0f;
+        }
+        LpmcInput in{};
+        in.imageType[0] = LPMC_IMAGE_LINE;
+        in.timestamp[0] = 1.0 + 2.0 * k;
+        in.pipelineCount[0] = static_cast<int32_t>(line.rows.size());
+        in.pipelineFirst[0] = line.rows.data();
+        in.pipelineSecond[0] = line.peaks.data();
+        LpmcResult r{};
+        ASSERT_EQ(lpmcProcess(inst.handle, &in, &r), 0);
+        results += r.resultState != 0 ? 1 : 0;
+    }
+    EXPECT_EQ(results, 0);
+}
+
+TEST(LpmcScannerTest, TheEncoderStepSetsTheTravelWhateverTheTimestamps) {
+    Scan s;
+    Instance inst;
+    ASSERT_EQ(openInstance(s.station, *s.cal, 2000, inst,
+                           [](LpmcConfig& c) {
+                               c.scan_encode_flag[0] = 1;
+                               c.scan_encode_step[0] = 1.0;
+                           }),
+              0);
+    const Box box{300, 200, 150, 0, -200.3, 12, 0.8};
+    LineFrame line;
+    std::vector<LpmcBox> got;
+    for (int k = 0; k < framesFor({box}); ++k) {
+        renderLine(s.station, {box}, k, 200.0, line);
+        LpmcInput in{};
+        in.imageType[0] = LPMC_IMAGE_LINE;
+        in.timestamp[0] = 0.0; // a camera without timestamps
+        in.pipelineCount[0] = static_cast<int32_t>(line.rows.size());
+        in.pipelineFirst[0] = line.rows.data();
+        LpmcResult r{};
+        ASSERT_EQ(lpmcProcess(inst.handle, &in, &r), 0);
+        for (int i = 0; i < r.volumeNum; ++i) {
+            got.push_back(*r.boxes[i]);
+        }
+    }
+    ASSERT_EQ(got.size(), 1u);
+    EXPECT_NEAR(got[0].length, 300.0, 2.5);
+    EXPECT_NEAR(got[0].width, 200.0, 2.5);
+}
+
+TEST(LpmcScannerTest, TimesAreThoseOfTheFirstAndLastFramesAndTheWallClock) {
+    Scan s;
+    Instance inst;
+    ASSERT_EQ(openInstance(s.station, *s.cal, 2000, inst, [](LpmcConfig&) {}), 0);
+    const Box box{200, 150, 100, 0, -150.4, 0, 0.8};
+    const auto results = runLineScan(inst.handle, s.station, {box}, framesFor({box}), 1.0);
+    ASSERT_EQ(results.size(), 1u);
+    const LpmcBox& b = results[0].boxes.at(0);
+    const Truth t = truthOf(box, 1.0);
+    const double firstStamp = 1.0 + 2.0 * static_cast<double>(t.firstFrame);
+    const double lastStamp = 1.0 + 2.0 * std::floor(-box.trailingY());
+    EXPECT_NEAR(b.objEnterTime, firstStamp, 4.0); // within two frames of the geometric truth
+    EXPECT_NEAR(b.objLeaveTime, lastStamp, 4.0);
+    auto key = [](const uint16_t* t) {
+        uint64_t k = 0;
+        for (int i : {0, 1, 3, 4, 5, 6, 7}) {
+            k = k * 2000 + t[i];
+        }
+        return k;
+    };
+    for (const uint16_t* stamp : {b.enter_sys_time, b.leave_sys_time, b.output_sys_time}) {
+        EXPECT_GE(stamp[LPMC_TIME_YEAR], 2024);
+        EXPECT_GE(stamp[LPMC_TIME_MONTH], 1);
+        EXPECT_LE(stamp[LPMC_TIME_MONTH], 12);
+        EXPECT_LE(stamp[LPMC_TIME_DAY_OF_WEEK], 6);
+        EXPECT_GE(stamp[LPMC_TIME_DAY], 1);
+        EXPECT_LE(stamp[LPMC_TIME_DAY], 31);
+        EXPECT_LE(stamp[LPMC_TIME_HOUR], 23);
+        EXPECT_LE(stamp[LPMC_TIME_MINUTE], 59);
+        EXPECT_LE(stamp[LPMC_TIME_SECOND], 60);
+        EXPECT_LE(stamp[LPMC_TIME_MILLISECOND], 999);
+    }
+    EXPECT_LE(key(b.enter_sys_time), key(b.leave_sys_time));
+    EXPECT_LE(key(b.leave_sys_time), key(b.output_sys_time));
+}
+
+TEST(LpmcScannerTest, PointsAreTheBoxesPointsInTheReportedFrameAndAuxPointsInTheBoardFrame) {
+    Scan s;
+    Instance inst;
+    ASSERT_EQ(openInstance(s.station, *s.cal, 2000, inst, [](LpmcConfig&) {}), 0);
+    const Box box{200, 150, 100, 30, -150.4, 0, 0.8};
+    LineFrame line;
+    bool seen = false;
+    for (int k = 0; k < framesFor({box}) && !seen; ++k) {
+        renderLine(s.station, {box}, k, 200.0, line);
+        LpmcInput in{};
+        in.imageType[0] = LPMC_IMAGE_LINE;
+        in.timestamp[0] = 1.0 + 2.0 * k;
+        in.pipelineCount[0] = static_cast<int32_t>(line.rows.size());
+        in.pipelineFirst[0] = line.rows.data();
+        LpmcResult r{};
+        ASSERT_EQ(lpmcProcess(inst.handle, &in, &r), 0);
+        if (r.resultState == 0) {
+            EXPECT_EQ(r.pointCount, 0);
+            continue;
+        }
+        seen = true;
+        ASSERT_GT(r.pointCount, 1000);
+        ASSERT_NE(r.points, nullptr);
+        ASSERT_NE(r.auxPoints, nullptr);
+        const LpmcBox& b = *r.boxes[0];
+        int onTop = 0;
+        for (int i = 0; i < r.pointCount; ++i) {
+            const float* p = r.points + 3 * i;
+            const float* a = r.auxPoints + 3 * i;
+            EXPECT_LE(std::fabs(p[0] - b.center[0]), 0.5f * b.width + 2.5f);
+            EXPECT_LE(std::fabs(p[1] - b.center[1]), 0.5f * b.length + 2.5f);
+            EXPECT_NEAR(a[0], p[0], 1e-3);                                     // no sideways travel
+            EXPECT_NEAR(a[1], 0.0, 0.05);                                      // seen on the laser plane
+            EXPECT_NEAR(a[2] + s.station.design.chessboardHeight, p[2], 1e-3); // board Z
+            onTop += std::fabs(p[2] - 100.0f) < 0.5f ? 1 : 0;
+        }
+        EXPECT_GT(onTop, r.pointCount * 9 / 10);
+    }
+    EXPECT_TRUE(seen);
+}
+
+TEST(LpmcScannerTest, TheIntegratedVolumeOfABoxIsItsVolume) {
+    Scan s;
+    const Box box{300, 200, 150, 0, -200.3, 25, 0.8};
+    const auto results = lineScan(s, {box}, [](LpmcConfig& c) { c.scan_volume_finite_flag = 1; });
+    ASSERT_EQ(results.size(), 1u);
+    const LpmcBox& b = results[0].boxes.at(0);
+    EXPECT_NEAR(b.volume, 300.0 * 200.0 * 150.0, 0.02 * 300.0 * 200.0 * 150.0);
+    EXPECT_NE(b.volume, b.length * b.width * b.height);
+}
+
+TEST(LpmcScannerTest, ThePlaneHeightFactorScalesHeights) {
+    Scan s;
+    s.cal->plane.PlaneHeightFactor = 1.1;
+    const Box box{300, 200, 150, 0, -200.3, 0, 0.8};
+    const auto results = lineScan(s, {box});
+    ASSERT_EQ(results.size(), 1u);
+    EXPECT_NEAR(results[0].boxes.at(0).height, 165.0, 0.5);
+}
+
+TEST(LpmcScannerTest, ASecondSetConfigStartsAFreshScan) {
+    Scan s;
+    Instance inst;
+    ASSERT_EQ(openInstance(s.station, *s.cal, 2000, inst, [](LpmcConfig&) {}), 0);
+    const Box box{300, 200, 150, 0, -200.3, 0, 0.8};
+    // Half a box, then a new configuration: the half is forgotten.
+    runLineScan(inst.handle, s.station, {box}, 250, 1.0);
+    ASSERT_EQ(lpmcSetConfig(inst.handle, &inst.config), 0);
+    const auto results = runLineScan(inst.handle, s.station, {box}, framesFor({box}), 1.0);
+    ASSERT_EQ(results.size(), 1u);
+    expectBox(results[0].boxes.at(0), box, 2.5);
 }
 
 } // namespace
