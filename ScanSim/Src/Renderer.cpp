@@ -57,7 +57,7 @@ struct CFrameRenderer::Impl {
 
     Impl(const Scene& s, const SceneLayout& l) : scene(s), layout(l) {
         for (const PlacedObject& p : layout.objects) {
-            bags.push_back(p.spec.kind == ShapeKind::Bag ? Detail::makeBagShape(p.spec) : Detail::BagShape{});
+            bags.push_back(p.desc.kind == ShapeKind::Bag ? Detail::makeBagShape(p.desc) : Detail::BagShape{});
         }
         const Laser& laser = scene.station.laser;
         const Vec3 n = normalized(laser.normal);
@@ -91,7 +91,7 @@ struct CFrameRenderer::Impl {
             const PlacedObject& p = layout.objects[i];
             ObjectPose pose;
             pose.index = static_cast<int>(i);
-            pose.spec = &p.spec;
+            pose.desc = &p.desc;
             pose.bag = &bags[i];
             pose.centre = p.centre + Vec3{frame * m.driftXPerFrame, frame * m.mmPerFrame, 0.0};
             pose.alongLong = Vec3{std::sin(p.yawRad), std::cos(p.yawRad), 0.0};
@@ -198,7 +198,7 @@ struct CFrameRenderer::Impl {
         const double cosInc = std::max(0.0, dot(h.normal, toSource));
         const double refl = h.object == kBeltObject
                                 ? scene.optics.beltReflectance
-                                : layout.objects[static_cast<size_t>(h.object)].spec.reflectance;
+                                : layout.objects[static_cast<size_t>(h.object)].desc.reflectance;
         return static_cast<float>(scene.optics.laserGain * refl * cosInc);
     }
 

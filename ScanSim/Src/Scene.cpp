@@ -30,21 +30,21 @@ SceneLayout layoutScene(const Scene& scene) {
                              : 0.0;
     double rearY = lineY; // the scan starts with the belt empty up to the line
     double tallest = 0.0;
-    for (const SceneObject& spec : scene.objects) {
+    for (const SceneObject& desc : scene.objects) {
         PlacedObject p;
-        p.spec = spec;
-        p.yawRad = degToRad(spec.yawDeg);
-        const double len = Detail::shapeLength(spec);
-        const double wid = Detail::shapeWidth(spec);
+        p.desc = desc;
+        p.yawRad = degToRad(desc.yawDeg);
+        const double len = Detail::shapeLength(desc);
+        const double wid = Detail::shapeWidth(desc);
         const double sn = std::abs(std::sin(p.yawRad));
         const double cs = std::abs(std::cos(p.yawRad));
         p.halfExtentX = sn * len / 2.0 + cs * wid / 2.0;
         p.halfExtentY = cs * len / 2.0 + sn * wid / 2.0;
-        p.topZ = st.beltZ() + Detail::shapeTopHeight(spec);
-        const double frontY = rearY - spec.gap;
-        p.centre = Vec3{spec.x, frontY - p.halfExtentY, st.beltZ()};
+        p.topZ = st.beltZ() + Detail::shapeTopHeight(desc);
+        const double frontY = rearY - desc.gap;
+        p.centre = Vec3{desc.x, frontY - p.halfExtentY, st.beltZ()};
         rearY = frontY - 2.0 * p.halfExtentY;
-        tallest = std::max(tallest, Detail::shapeTopHeight(spec));
+        tallest = std::max(tallest, Detail::shapeTopHeight(desc));
         layout.objects.push_back(p);
     }
     // A tilted laser plane meets the top of a tall object away from the belt line.

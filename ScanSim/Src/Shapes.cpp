@@ -302,7 +302,7 @@ bool castRay(const ObjectPose& obj, const Vec3& o, const Vec3& d, double tMin, d
     Nearest best;
     best.tMin = tMin;
     best.tMax = tMax;
-    const SceneObject& s = *obj.spec;
+    const SceneObject& s = *obj.desc;
     switch (s.kind) {
     case ShapeKind::Box:
         castBox(s, r, best);

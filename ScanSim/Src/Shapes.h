@@ -24,7 +24,7 @@ double bagSolidVolume(const SceneObject& o, const BagShape& bag);
 // One object at one frame.
 struct ObjectPose {
     int index = 0;
-    const SceneObject* spec = nullptr;
+    const SceneObject* desc = nullptr;
     const BagShape* bag = nullptr;
     Vec3 centre;       // board, on the belt surface
     Vec3 alongLong;    // unit long-side direction (board)

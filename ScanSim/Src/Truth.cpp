@@ -92,12 +92,12 @@ ScanTruth CTruthTracker::finish(TimeBase base) const {
     truth.frameCount = renderer_.frameCount();
     const Scene& scene = renderer_.scene();
     for (size_t k = 0; k < first_.size(); ++k) {
-        const SceneObject& spec = renderer_.layout().objects[k].spec;
-        const Dimensions dims = dimensionsOf(spec);
+        const SceneObject& desc = renderer_.layout().objects[k].desc;
+        const Dimensions dims = dimensionsOf(desc);
         ObjectTruth t;
-        t.name = spec.name;
-        t.kind = spec.kind;
-        double yaw = spec.yawDeg;
+        t.name = desc.name;
+        t.kind = desc.kind;
+        double yaw = desc.yawDeg;
         t.length = dims.length;
         t.width = dims.width;
         if (t.width > t.length) {
@@ -108,7 +108,7 @@ ScanTruth CTruthTracker::finish(TimeBase base) const {
         t.volume = t.length * t.width * t.height;
         t.solidVolume = dims.solid;
         t.slantAngleDeg = normaliseSlant(yaw);
-        t.reflectance = spec.reflectance;
+        t.reflectance = desc.reflectance;
         t.seen = first_[k] >= 0;
         t.firstFrame = first_[k];
         t.lastFrame = last_[k];

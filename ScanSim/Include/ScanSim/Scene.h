@@ -68,8 +68,8 @@ struct Scene {
 // One object placed on the belt: its pose in the board frame at frame 0. At frame k it has
 // moved by (k * driftXPerFrame, k * mmPerFrame, 0).
 struct PlacedObject {
-    SceneObject spec;
-    Vec3 centre; // footprint centre, on the belt surface (board Z = beltZ)
+    SceneObject desc; // the object as the scene describes it
+    Vec3 centre;      // footprint centre, on the belt surface (board Z = beltZ)
     double yawRad = 0.0;
     double halfExtentX = 0.0; // half extents of its axis-aligned footprint in the board frame
     double halfExtentY = 0.0;
