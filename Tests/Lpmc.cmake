@@ -12,3 +12,20 @@ quboid3d_add_test(LpmcTriangulationTest SOURCES LpmcTriangulationTest.cpp LIBS L
 quboid3d_add_test(LpmcConfigTest SOURCES LpmcConfigTest.cpp LIBS LpmcCore)
 quboid3d_add_test(LpmcGeometryTest SOURCES LpmcGeometryTest.cpp LIBS LpmcCore)
 quboid3d_add_test(LpmcSegmentationTest SOURCES LpmcSegmentationTest.cpp LIBS LpmcCore LpmcTestSupport)
+quboid3d_add_test(LpmcApiTest SOURCES LpmcApiTest.cpp LIBS LpmcTestSupport Threads::Threads LABELS threading)
+
+# A C99 program that includes the header and calls the five functions, as a C caller would.
+add_executable(LpmcFromC LpmcFromC.c)
+set_target_properties(LpmcFromC PROPERTIES C_STANDARD 99 C_EXTENSIONS OFF)
+target_link_libraries(LpmcFromC PRIVATE LaserPlaneMultCameras64)
+quboid3d_warnings(LpmcFromC)
+add_test(NAME LpmcFromC COMMAND LpmcFromC)
+set_tests_properties(LpmcFromC PROPERTIES LABELS unit)
+
+# The shared library exports the five lpmc functions and nothing else.
+if(NOT WIN32 AND NOT APPLE)
+    add_test(NAME LpmcExportsOnlyTheFiveFunctions
+             COMMAND ${CMAKE_COMMAND} -DLIBRARY=$<TARGET_FILE:LaserPlaneMultCameras64>
+                     -P ${PROJECT_SOURCE_DIR}/Lpmc/cmake/CheckLpmcExports.cmake)
+    set_tests_properties(LpmcExportsOnlyTheFiveFunctions PROPERTIES LABELS unit)
+endif()
