@@ -6,21 +6,24 @@
 namespace quboid3d::test::lpmc_stub {
 namespace {
 
-struct State {
-    Script script;
-    Received received;
-    // Storage behind the result pointers, kept until the next call, as the real library does.
+// Storage behind the result pointers of one handle, kept until its next call, as the real
+// library does; handles share nothing, so two measuring objects can run at once.
+struct HandleState {
     std::vector<LpmcBox> boxes;
     std::vector<float> points;
     std::vector<float> auxPoints;
+};
+
+struct State {
+    Script script;
+    Received received;
+    std::deque<HandleState> handles; // stable addresses: each is a handle
 };
 
 State& state() {
     static State instance;
     return instance;
 }
-
-int handleTag = 0;
 
 ReceivedCalibration copyCalibration(const LpmcCameraCalib* calib) {
     ReceivedCalibration copy;
@@ -55,7 +58,7 @@ ReceivedInput copyInput(const LpmcInput& input) {
     return copy;
 }
 
-void publish(State& s, const ScriptedResult& scripted, LpmcResult* result) {
+void publish(HandleState& s, const ScriptedResult& scripted, LpmcResult* result) {
     s.boxes = scripted.boxes;
     s.points = scripted.points;
     s.auxPoints.assign(scripted.points.size(), 0.0f);
@@ -92,7 +95,8 @@ Received received() {
 }
 
 void* stubHandle() {
-    return &handleTag;
+    std::lock_guard lock(detail::mutex());
+    return state().handles.empty() ? nullptr : &state().handles.back();
 }
 
 } // namespace quboid3d::test::lpmc_stub
@@ -111,7 +115,7 @@ int32_t lpmcCreate(void** handle, LpmcCreateParam* param) {
         s.received.calibration.push_back(copyCalibration(param->calib[i]));
     if (s.script.createCode != 0)
         return s.script.createCode;
-    *handle = stubHandle();
+    *handle = &s.handles.emplace_back();
     return 0;
 }
 
@@ -145,7 +149,7 @@ int32_t lpmcSetConfig(void*, LpmcConfig* config) {
     return s.script.setConfigCode;
 }
 
-int32_t lpmcProcess(void*, LpmcInput* input, LpmcResult* result) {
+int32_t lpmcProcess(void* handle, LpmcInput* input, LpmcResult* result) {
     std::lock_guard lock(detail::mutex());
     auto& s = state();
     ++s.received.processCalls;
@@ -155,7 +159,7 @@ int32_t lpmcProcess(void*, LpmcInput* input, LpmcResult* result) {
     ScriptedResult next = std::move(s.script.results.front());
     s.script.results.pop_front();
     if (next.code == 0)
-        publish(s, next, result);
+        publish(*static_cast<HandleState*>(handle), next, result);
     return next.code;
 }
 

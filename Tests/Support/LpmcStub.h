@@ -73,7 +73,7 @@ template <class F>
 void script(F&& change);
 // A copy of everything received so far.
 Received received();
-// The handle value lpmcCreate gives out.
+// The handle that the last successful lpmcCreate gave out; null before any.
 void* stubHandle();
 
 namespace detail {
