@@ -29,3 +29,11 @@ if(NOT WIN32 AND NOT APPLE)
                      -P ${PROJECT_SOURCE_DIR}/Lpmc/cmake/CheckLpmcExports.cmake)
     set_tests_properties(LpmcExportsOnlyTheFiveFunctions PROPERTIES LABELS unit)
 endif()
+
+# ScanSim scans against their truth, through the shared library.
+add_library(LpmcScanSimSupport STATIC LpmcSupport/LpmcScanSim.cpp)
+target_include_directories(LpmcScanSimSupport PUBLIC ${CMAKE_CURRENT_SOURCE_DIR}/LpmcSupport)
+target_link_libraries(LpmcScanSimSupport PUBLIC LaserPlaneMultCameras64 ScanSim)
+quboid3d_warnings(LpmcScanSimSupport)
+quboid3d_add_test(LpmcScanSimTest SOURCES LpmcScanSimTest.cpp LIBS LpmcScanSimSupport)
+target_compile_definitions(LpmcScanSimTest PRIVATE QUBOID3D_SOURCE_DIR="${PROJECT_SOURCE_DIR}")
