@@ -8,6 +8,7 @@
 #include "CalibFiles.h"
 #include "ImageFiles.h"
 #include "LoadImage.h"
+#include "LocalStation.h"
 #include "LpmcStub.h"
 #include "TempWorkDir.h"
 
@@ -27,10 +28,8 @@ class CalcQuboid3DMgrTest : public TempWorkDirTest {
 protected:
     void SetUp() override {
         stub::reset();
-        CalibFiles{}.write("cfg/");
+        writeLocalStation();
         CalibFiles{}.write("./3DCfg/");
-        std::filesystem::create_directories("LocalImages");
-        ASSERT_TRUE(writeGreyPng("LocalImages/0001.png", 8, 4, flatGrey(8, 4, 0)));
     }
     void TearDown() override { manager.finalize(); }
 

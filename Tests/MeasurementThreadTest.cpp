@@ -9,6 +9,7 @@
 #include "CalibFiles.h"
 #include "ICalcVolumeSink.h"
 #include "ImageFiles.h"
+#include "LocalStation.h"
 #include "Lpmc.h"
 #include "LpmcStub.h"
 #include "TempWorkDir.h"
@@ -52,22 +53,11 @@ private:
     std::vector<Pass> passes_;
 };
 
-LpmcBox boxOf(float length, float width, float height) {
-    LpmcBox box{};
-    box.length = length;
-    box.width = width;
-    box.height = height;
-    box.volume = length * width * height;
-    return box;
-}
-
 class MeasurementThreadTest : public TempWorkDirTest {
 protected:
     void SetUp() override {
         stub::reset();
-        CalibFiles{}.write("cfg/");
-        std::filesystem::create_directories("LocalImages");
-        ASSERT_TRUE(writeGreyPng("LocalImages/0001.png", 8, 4, flatGrey(8, 4, 0)));
+        writeLocalStation();
         ASSERT_TRUE(manager.initialize(true, "cfg/", nullptr));
     }
     void TearDown() override {

@@ -14,6 +14,7 @@
 #include "CalibFiles.h"
 #include "ICalcVolumeSink.h"
 #include "ImageFiles.h"
+#include "LocalStation.h"
 #include "Lpmc.h"
 #include "LpmcStub.h"
 #include "TempWorkDir.h"
@@ -61,22 +62,11 @@ public:
     std::atomic<int> calls{0};
 };
 
-LpmcBox boxOf(float length, float width, float height) {
-    LpmcBox box{};
-    box.length = length;
-    box.width = width;
-    box.height = height;
-    box.volume = length * width * height;
-    return box;
-}
-
 class OutputPluginTest : public TempWorkDirTest {
 protected:
     void SetUp() override {
         stub::reset();
-        CalibFiles{}.write("cfg/");
-        std::filesystem::create_directories("LocalImages");
-        ASSERT_TRUE(writeGreyPng("LocalImages/0001.png", 8, 4, flatGrey(8, 4, 0)));
+        writeLocalStation();
         ASSERT_TRUE(recording.loaded());
         ASSERT_TRUE(nullContext.loaded());
         ASSERT_TRUE(failingInit.loaded());
