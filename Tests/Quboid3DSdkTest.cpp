@@ -9,6 +9,7 @@
 #include "CalcQuboid3DMgr.h"
 #include "CalibFiles.h"
 #include "ImageFiles.h"
+#include "LocalStation.h"
 #include "LpmcStub.h"
 #include "Quboid3DSdkTables.h"
 #include "TempWorkDir.h"
@@ -334,6 +335,26 @@ TEST_F(Quboid3DSdkDeathTest, RunTwiceWithoutStopInLocalModeEndsTheProcess) {
             vslbQuboid3DRun(handle, nullptr);
         },
         "");
+}
+
+VslbHandle handleToStopFromCallback = 0;
+void stopFromInsideTheCallback(const VslbVolumeResult*) {
+    vslbQuboid3DStop(handleToStopFromCallback);
+}
+
+TEST_F(Quboid3DSdkDeathTest, StopFromInsideAResultCallbackEndsTheProcess) {
+    enterLocalMode();
+    ASSERT_EQ(vslbQuboid3DInit(handle, "cfg"), VSLB_OK);
+    EXPECT_DEATH(
+        {
+            lpmc_stub::script([](lpmc_stub::Script& s) {
+                s.results.push_back({0, 1, {boxOf(3, 2, 1)}, {}, -1});
+            });
+            handleToStopFromCallback = handle;
+            vslbQuboid3DRunEx(handle, &stopFromInsideTheCallback);
+            std::this_thread::sleep_for(std::chrono::seconds(30));
+        },
+        "Resource deadlock");
 }
 
 TEST_F(Quboid3DSdkDeathTest, DestroyingARunningObjectEndsTheProcess) {
