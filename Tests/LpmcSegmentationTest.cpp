@@ -1,5 +1,6 @@
 // Segmentation: object points of one profile grouped into runs, and runs followed along the
 // belt into objects that complete, merge, stay apart side by side, or are cut off.
+#include <random>
 #include <vector>
 
 #include <gtest/gtest.h>
@@ -91,7 +92,30 @@ TEST(LpmcSegmentationTest, RunsShorterThanTheNoiseFactorAreDropped) {
     EXPECT_EQ(out.runCount, 0u);
     EXPECT_EQ(out.pointCount, 0u);
     f.settings.minRunPoints = 2;
+    EXPECT_EQ(f.build(rows).runCount, 0u); // narrower than the least run length
+    f.settings.minRunLength = 1.0;
     EXPECT_EQ(f.build(rows).runCount, 1u);
+}
+
+TEST(LpmcSegmentationTest, AHeightJumpBetweenNeighbouringColumnsBreaksARun) {
+    ProfileFixture f;
+    f.settings.minRunPoints = 1;
+    f.settings.minRunLength = 0.0;
+    auto rows = f.render({}).rows;
+    // Columns without a line show noise at random rows: heights that jump from column to column.
+    std::mt19937 rng(2);
+    for (int c = 100; c < 140; ++c) {
+        rows[static_cast<size_t>(c)] = static_cast<float>(rng() % 90);
+    }
+    ProfileOutput out = f.build(rows);
+    EXPECT_GT(out.runCount, 10u);
+    f.settings.minRunPoints = 3;
+    f.settings.minRunLength = 3.0;
+    out = f.build(rows);
+    EXPECT_EQ(out.runCount, 0u);
+    // A real surface is continuous and stays one run.
+    out = f.build(f.render({boxAt(0.0, 300.0, 100.0)}).rows);
+    EXPECT_EQ(out.runCount, 1u);
 }
 
 TEST(LpmcSegmentationTest, ARunAtTheFirstOrLastColumnOfTheRegionTouchesTheEdge) {
@@ -228,6 +252,19 @@ TEST(LpmcSegmentationTest, RunsThatBridgeTwoObjectsJoinThemAndRelabelTheirPast) 
             EXPECT_EQ(slot->runs[r].object, id);
         }
     }
+}
+
+TEST(LpmcSegmentationTest, TwoPiecesOfOneObjectInOneFrameBothContinueIt) {
+    Tracking t(trackerSettings());
+    for (int i = 0; i < 10; ++i) {
+        t.frame({{0.0f, 200.0f}});
+    }
+    for (int i = 0; i < 10; ++i) { // a dropout splits the profile: both pieces are the same object
+        t.frame({{0.0f, 50.0f}, {150.0f, 200.0f}});
+    }
+    t.empty(5);
+    ASSERT_EQ(t.completed.size(), 1u);
+    EXPECT_EQ(t.completed[0].pointCount, 120u);
 }
 
 TEST(LpmcSegmentationTest, RunsWithinTheJoinDistanceBelongTogether) {

@@ -94,8 +94,69 @@ void sse2Kernel(const ColumnMaximaArgs& a, int32_t group, int32_t groupEnd) {
     }
 }
 
+// Row after row over the full width, the running maxima and rows of the group in two arrays
+// that stay in the first-level cache: the image is read in memory order, which a fresh frame in
+// main memory needs to stream at full speed.
+void sse2RowKernel(const ColumnMaximaArgs& a, int32_t group, int32_t groupEnd, uint8_t* gMax, uint8_t* gRow) {
+    const int32_t n = a.colEnd - a.colBegin;
+    const int32_t vec = n & ~15;
+    std::fill(gMax, gMax + n, uint8_t{0});
+    std::fill(gRow, gRow + n, uint8_t{0});
+    for (int32_t r = group; r < groupEnd; ++r) {
+        const uint8_t* row = a.pixels + static_cast<size_t>(r) * a.stride + a.colBegin;
+        const uint8_t k8 = static_cast<uint8_t>(r - group);
+        const __m128i k = _mm_set1_epi8(static_cast<char>(k8));
+        for (int32_t c = 0; c < vec; c += 16) {
+            const __m128i v = _mm_loadu_si128(reinterpret_cast<const __m128i*>(row + c));
+            const __m128i m = _mm_loadu_si128(reinterpret_cast<const __m128i*>(gMax + c));
+            const __m128i i = _mm_loadu_si128(reinterpret_cast<const __m128i*>(gRow + c));
+            const __m128i nm = _mm_max_epu8(v, m);
+            const __m128i e = _mm_cmpeq_epi8(nm, m);
+            _mm_storeu_si128(reinterpret_cast<__m128i*>(gMax + c), nm);
+            _mm_storeu_si128(reinterpret_cast<__m128i*>(gRow + c),
+                             _mm_or_si128(_mm_and_si128(e, i), _mm_andnot_si128(e, k)));
+        }
+        for (int32_t c = vec; c < n; ++c) {
+            if (row[c] > gMax[c]) {
+                gMax[c] = row[c];
+                gRow[c] = k8;
+            }
+        }
+    }
+    mergeGroup(a, group, a.colBegin, gMax, gRow, n);
+}
+
 #if defined(__GNUC__) || defined(__clang__)
 #define LPMC_HAVE_AVX2_KERNEL 1
+__attribute__((target("avx2"))) void avx2RowKernel(const ColumnMaximaArgs& a, int32_t group, int32_t groupEnd,
+                                                   uint8_t* gMax, uint8_t* gRow) {
+    const int32_t n = a.colEnd - a.colBegin;
+    const int32_t vec = n & ~31;
+    std::fill(gMax, gMax + n, uint8_t{0});
+    std::fill(gRow, gRow + n, uint8_t{0});
+    for (int32_t r = group; r < groupEnd; ++r) {
+        const uint8_t* row = a.pixels + static_cast<size_t>(r) * a.stride + a.colBegin;
+        const uint8_t k8 = static_cast<uint8_t>(r - group);
+        const __m256i k = _mm256_set1_epi8(static_cast<char>(k8));
+        for (int32_t c = 0; c < vec; c += 32) {
+            const __m256i v = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(row + c));
+            const __m256i m = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(gMax + c));
+            const __m256i i = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(gRow + c));
+            const __m256i nm = _mm256_max_epu8(v, m);
+            _mm256_storeu_si256(reinterpret_cast<__m256i*>(gMax + c), nm);
+            _mm256_storeu_si256(reinterpret_cast<__m256i*>(gRow + c),
+                                _mm256_blendv_epi8(k, i, _mm256_cmpeq_epi8(nm, m)));
+        }
+        for (int32_t c = vec; c < n; ++c) {
+            if (row[c] > gMax[c]) {
+                gMax[c] = row[c];
+                gRow[c] = k8;
+            }
+        }
+    }
+    mergeGroup(a, group, a.colBegin, gMax, gRow, n);
+}
+
 // The same with 32-byte lanes: a strip of 128 columns.
 __attribute__((target("avx2"))) void avx2Kernel(const ColumnMaximaArgs& a, int32_t group, int32_t groupEnd) {
     int32_t col = a.colBegin;
@@ -166,13 +227,21 @@ void columnMaxima(const ColumnMaximaArgs& a, MaximaKernel kernel) {
     }
 #if !LPMC_X86_64
     kernel = MaximaKernel::Portable;
-#elif !defined(LPMC_HAVE_AVX2_KERNEL)
-    if (kernel == MaximaKernel::Avx2) {
+#else
+    const bool avx2 =
+#if defined(LPMC_HAVE_AVX2_KERNEL)
+        cpuHasAvx2();
+#else
+        false;
+#endif
+    if (!avx2 && kernel == MaximaKernel::Avx2) {
         kernel = MaximaKernel::Sse2;
     }
-#else
-    if (kernel == MaximaKernel::Avx2 && !cpuHasAvx2()) {
-        kernel = MaximaKernel::Sse2;
+    if (!avx2 && kernel == MaximaKernel::Avx2Strips) {
+        kernel = MaximaKernel::Sse2Strips;
+    }
+    if (a.scratch == nullptr && (kernel == MaximaKernel::Avx2 || kernel == MaximaKernel::Sse2)) {
+        kernel = kernel == MaximaKernel::Avx2 ? MaximaKernel::Avx2Strips : MaximaKernel::Sse2Strips;
     }
 #endif
     for (int32_t g = a.rowBegin; g < a.rowEnd; g += kGroupRows) {
@@ -180,10 +249,16 @@ void columnMaxima(const ColumnMaximaArgs& a, MaximaKernel kernel) {
         switch (kernel) {
 #if LPMC_X86_64
         case MaximaKernel::Sse2:
+            sse2RowKernel(a, g, gEnd, a.scratch, a.scratch + n);
+            break;
+        case MaximaKernel::Sse2Strips:
             sse2Kernel(a, g, gEnd);
             break;
 #if defined(LPMC_HAVE_AVX2_KERNEL)
         case MaximaKernel::Avx2:
+            avx2RowKernel(a, g, gEnd, a.scratch, a.scratch + n);
+            break;
+        case MaximaKernel::Avx2Strips:
             avx2Kernel(a, g, gEnd);
             break;
 #endif

@@ -15,9 +15,13 @@ struct ColumnMaximaArgs {
     int32_t rowBegin = 0, rowEnd = 0;
     uint8_t* best = nullptr;    // colEnd - colBegin entries
     int32_t* bestRow = nullptr; // the same count
+    uint8_t* scratch = nullptr; // 2 x (colEnd - colBegin) bytes for the row kernels
 };
 
-enum class MaximaKernel { Auto, Portable, Sse2, Avx2 };
+// Sse2 and Avx2 read the image row after row over its full width (memory order); the strip
+// kernels keep 64 or 128 columns in registers and walk down the rows, which is quicker only
+// while the image sits in the cache. Without scratch the row kernels fall back to strips.
+enum class MaximaKernel { Auto, Portable, Sse2, Avx2, Sse2Strips, Avx2Strips };
 
 // Fills best[] and bestRow[] (rowBegin where a column is all zeros).
 void columnMaxima(const ColumnMaximaArgs& args, MaximaKernel kernel = MaximaKernel::Auto);

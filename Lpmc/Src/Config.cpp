@@ -28,6 +28,8 @@ void writeOwn(const OwnSettings& own, uint8_t* block) {
     putAt(block, kOwnBandAt, own.heightBand);
     putAt(block, kOwnEdgeAt, own.edgeCompensation);
     putAt(block, kOwnMinPointsAt, own.minObjectPoints);
+    putAt(block, kOwnHeightStepAt, own.heightStep);
+    putAt(block, kOwnMinRunLengthAt, own.minRunLength);
 }
 
 // A block without our magic (a caller that cleared it) means the defaults.
@@ -42,9 +44,12 @@ bool readOwn(const uint8_t* block, OwnSettings& own) {
     own.heightBand = getAt<double>(block, kOwnBandAt);
     own.edgeCompensation = getAt<int32_t>(block, kOwnEdgeAt);
     own.minObjectPoints = getAt<int32_t>(block, kOwnMinPointsAt);
+    own.heightStep = getAt<double>(block, kOwnHeightStepAt);
+    own.minRunLength = getAt<double>(block, kOwnMinRunLengthAt);
     return std::isfinite(own.objectFloor) && own.objectFloor > 0.0 && std::isfinite(own.heightQuantile) &&
            own.heightQuantile > 0.0 && own.heightQuantile <= 1.0 && std::isfinite(own.heightBand) &&
-           own.heightBand >= 0.0 && own.minObjectPoints >= 0;
+           own.heightBand >= 0.0 && own.minObjectPoints >= 0 && std::isfinite(own.heightStep) &&
+           own.heightStep > 0.0 && std::isfinite(own.minRunLength) && own.minRunLength >= 0.0;
 }
 
 bool finiteNonNegative(double v) {

@@ -34,6 +34,8 @@ struct OwnSettings {
     double heightBand = 3.0;      // mm below that quantile still counted as top surface
     int32_t edgeCompensation = 1; // 1: widen footprints by half a sample spacing
     int32_t minObjectPoints = 50; // fewer points than this make an object noise
+    double heightStep = 10.0;     // mm of height between neighbouring points that breaks a run
+    double minRunLength = 3.0;    // mm across the belt; shorter runs are noise
 };
 
 struct ScanSettings {
@@ -65,6 +67,8 @@ constexpr size_t kOwnQuantileAt = 16;
 constexpr size_t kOwnBandAt = 24;
 constexpr size_t kOwnEdgeAt = 32;
 constexpr size_t kOwnMinPointsAt = 36;
+constexpr size_t kOwnHeightStepAt = 40;
+constexpr size_t kOwnMinRunLengthAt = 48;
 
 // Settings of a fresh instance for `cameraCount` cameras of the given image sizes.
 ScanSettings defaultSettings(int32_t cameraCount, const LpmcImageSize* imageSizes);

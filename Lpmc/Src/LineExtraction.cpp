@@ -290,9 +290,10 @@ bool CLineExtractor::configure(int32_t imageWidth, int32_t imageHeight, const Lp
     settings_ = settings;
     const size_t n = static_cast<size_t>(region.width);
     best_.reset(new (std::nothrow) uint8_t[n]);
+    scratch_.reset(new (std::nothrow) uint8_t[2 * n]);
     bestRow_.reset(new (std::nothrow) int32_t[n]);
     (void)logTable();
-    return best_ && bestRow_;
+    return best_ && bestRow_ && scratch_;
 }
 
 void CLineExtractor::extract(const uint8_t* pixels, float* rows, uint8_t* peaks) {
@@ -309,6 +310,7 @@ void CLineExtractor::extract(const uint8_t* pixels, float* rows, uint8_t* peaks)
     args.rowEnd = r1;
     args.best = best_.get();
     args.bestRow = bestRow_.get();
+    args.scratch = scratch_.get();
     columnMaxima(args);
     const uint8_t thresh = static_cast<uint8_t>(std::clamp(settings_.thresh, 1, 255));
     for (int32_t i = 0; i < region_.width; ++i) {

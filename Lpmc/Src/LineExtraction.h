@@ -46,7 +46,7 @@ private:
     int32_t width_ = 0, height_ = 0;
     LpmcImageRegion region_{};
     LineSettings settings_{};
-    std::unique_ptr<uint8_t[]> best_;
+    std::unique_ptr<uint8_t[]> best_, scratch_;
     std::unique_ptr<int32_t[]> bestRow_;
 };
 

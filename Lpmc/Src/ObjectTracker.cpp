@@ -41,6 +41,8 @@ void CObjectTracker::mergeInto(TrackedObject& into, const TrackedObject& from) {
         into.lastX0 = std::min(into.lastX0, from.lastX0);
         into.lastX1 = std::max(into.lastX1, from.lastX1);
     }
+    into.matchX0 = std::min(into.matchX0, from.matchX0);
+    into.matchX1 = std::max(into.matchX1, from.matchX1);
     into.firstSeq = std::min(into.firstSeq, from.firstSeq);
     into.lastSeq = std::max(into.lastSeq, from.lastSeq);
     into.framesSeen = std::max(into.framesSeen, from.framesSeen);
@@ -59,6 +61,10 @@ void CObjectTracker::track(FrameSlot& slot, std::vector<TrackedObject>& complete
     }
     std::sort(order_.begin(), order_.end(),
               [&](uint32_t a, uint32_t b) { return slot.runs[a].x0 < slot.runs[b].x0; });
+    for (TrackedObject& o : open_) {
+        o.matchX0 = o.lastX0;
+        o.matchX1 = o.lastX1;
+    }
     groups_.clear();
     for (uint32_t i = 0; i < order_.size(); ++i) {
         const ProfileRun& run = slot.runs[order_[i]];
@@ -75,7 +81,7 @@ void CObjectTracker::track(FrameSlot& slot, std::vector<TrackedObject>& complete
         matches_.clear();
         for (int32_t i = 0; i < static_cast<int32_t>(open_.size()); ++i) {
             const TrackedObject& o = open_[static_cast<size_t>(i)];
-            if (!s_.multiPackage || (g.x0 <= o.lastX1 + d && g.x1 + d >= o.lastX0)) {
+            if (!s_.multiPackage || (g.x0 <= o.matchX1 + d && g.x1 + d >= o.matchX0)) {
                 matches_.push_back(i);
             }
         }
@@ -88,8 +94,8 @@ void CObjectTracker::track(FrameSlot& slot, std::vector<TrackedObject>& complete
             o.id = nextId_;
             nextId_ = nextId_ == INT32_MAX ? 0 : nextId_ + 1;
             o.firstSeq = o.lastSeq = seq;
-            o.lastX0 = g.x0;
-            o.lastX1 = g.x1;
+            o.lastX0 = o.matchX0 = g.x0;
+            o.lastX1 = o.matchX1 = g.x1;
             open_.push_back(o);
             target = static_cast<int32_t>(open_.size()) - 1;
         } else {
@@ -122,6 +128,8 @@ void CObjectTracker::track(FrameSlot& slot, std::vector<TrackedObject>& complete
             ++o.framesSeen;
         }
         o.lastSeq = seq;
+        o.matchX0 = std::min(o.matchX0, g.x0);
+        o.matchX1 = std::max(o.matchX1, g.x1);
         for (uint32_t i = g.firstRun; i < g.firstRun + g.runCount; ++i) {
             ProfileRun& run = slot.runs[order_[i]];
             run.object = o.id;

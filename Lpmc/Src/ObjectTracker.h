@@ -14,6 +14,9 @@ struct TrackedObject {
     int32_t id = -1;
     uint64_t firstSeq = 0, lastSeq = 0;
     float lastX0 = 0.0f, lastX1 = 0.0f; // board X range of its runs in frame lastSeq
+    // What the groups of the frame being tracked are matched against: the range of the frame
+    // before, widened by the groups already given to the object in this frame.
+    float matchX0 = 0.0f, matchX1 = 0.0f;
     uint32_t framesSeen = 0;
     uint64_t pointCount = 0;
     bool touchesEdge = false; // some run reached the side of the view

@@ -11,7 +11,9 @@ public:
         : s_(s), camera_(camera), out_(out) {}
 
     void add(int32_t col, const ProfilePoint& p) {
-        if (open_ && std::fabs(p.x - lastX_) > s_.maxGap) {
+        // A surface is continuous from column to column; noise (a column without a line shows its
+        // brightest noise pixel, at any row) is not.
+        if (open_ && (std::fabs(p.x - lastX_) > s_.maxGap || std::fabs(p.h - lastH_) > s_.maxHeightStep)) {
             close(false);
         }
         if (!open_) {
@@ -27,6 +29,7 @@ public:
         run_.x0 = std::fmin(run_.x0, p.x);
         run_.x1 = std::fmax(run_.x1, p.x);
         lastX_ = p.x;
+        lastH_ = p.h;
     }
 
     void close(bool atEdge) {
@@ -35,7 +38,8 @@ public:
         }
         open_ = false;
         run_.touchesEdge = run_.touchesEdge || atEdge;
-        if (static_cast<int32_t>(run_.count) < s_.minRunPoints || out_.runCount >= out_.runCapacity) {
+        if (static_cast<int32_t>(run_.count) < s_.minRunPoints || run_.x1 - run_.x0 < s_.minRunLength ||
+            out_.runCount >= out_.runCapacity) {
             out_.pointCount = run_.first; // noise, or no room: its points go too
             return;
         }
@@ -48,7 +52,7 @@ private:
     ProfileOutput& out_;
     ProfileRun run_{};
     bool open_ = false;
-    float lastX_ = 0.0f;
+    float lastX_ = 0.0f, lastH_ = 0.0f;
 };
 
 } // namespace

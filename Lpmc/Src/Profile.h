@@ -25,12 +25,14 @@ struct ProfileRun {
 };
 
 struct ProfileSettings {
-    LpmcImageRegion region{};  // columns [x, x + width) are used
-    double heightOffset = 0.0; // scan_chessboard_height
-    double heightFactor = 1.0; // PlaneHeightFactor
-    double objectFloor = 5.0;  // mm
-    double maxGap = 10.0;      // mm across the belt that still joins two points of one run
-    int32_t minRunPoints = 1;  // shorter runs are noise
+    LpmcImageRegion region{};    // columns [x, x + width) are used
+    double heightOffset = 0.0;   // scan_chessboard_height
+    double heightFactor = 1.0;   // PlaneHeightFactor
+    double objectFloor = 5.0;    // mm
+    double maxGap = 10.0;        // mm across the belt that still joins two points of one run
+    double maxHeightStep = 10.0; // mm of height between neighbouring points of one run
+    double minRunLength = 3.0;   // mm across the belt; shorter runs are noise
+    int32_t minRunPoints = 1;    // shorter runs are noise
 };
 
 struct ProfileOutput {

@@ -101,6 +101,8 @@ int32_t CScanner::setConfig(const LpmcConfig& config) {
         ps.heightFactor = models_[k].heightFactor;
         ps.objectFloor = s.own.objectFloor;
         ps.maxGap = s.packageDistance;
+        ps.maxHeightStep = s.own.heightStep;
+        ps.minRunLength = s.own.minRunLength;
         ps.minRunPoints = std::max(1, s.noiseFactor);
         pointsPerFrame += static_cast<uint32_t>(c.region.width);
     }

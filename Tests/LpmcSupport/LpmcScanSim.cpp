@@ -227,7 +227,9 @@ SimComparison compare(const SimResult& r) {
                 m.dHeight = b.height - t.height;
                 const double slant = std::atan2(b.axis1[0], b.axis1[1]) * 180.0 / 3.14159265358979323846;
                 m.dSlant = wrapSlant(slant - t.slantAngleDeg);
-                if (std::fabs(t.length - t.width) < 1e-6) { // a square footprint: modulo 90
+                // A square footprint, or one whose sides differ by less than the length tolerance,
+                // has no measurable long side: its slant counts modulo 90 degrees.
+                if (std::fabs(t.length - t.width) <= 2.5) {
                     m.dSlant = std::fmod(m.dSlant + 135.0, 90.0) - 45.0;
                 }
                 m.dCentreX = cx - t.centre.x;

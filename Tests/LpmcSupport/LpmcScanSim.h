@@ -44,6 +44,7 @@ struct SimComparison {
 };
 
 // A box belongs to the object whose centre it holds, both moved to the object's enter time.
+// Slants of footprints whose sides differ by 2.5 mm or less are compared modulo 90 degrees.
 SimComparison compare(const SimResult& result);
 
 // Loads one of ScanSim/scenes/*.json.
