@@ -6,6 +6,7 @@
 #include "CalibFiles.h"
 #include "ImageFiles.h"
 #include "LoadImage.h"
+#include "LocalStation.h"
 #include "LpmcStub.h"
 #include "TempWorkDir.h"
 
@@ -19,15 +20,6 @@ using Orvia::VisionSystem::CLoadImage;
 namespace stub = lpmc_stub;
 
 constexpr const char* kProcessFn = "Orvia::VisionSystem::CCalcQuboid3DMulti::process";
-
-LpmcBox boxOf(float length, float width, float height, float volume) {
-    LpmcBox box{};
-    box.length = length;
-    box.width = width;
-    box.height = height;
-    box.volume = volume;
-    return box;
-}
 
 class CalcProcessTest : public TempWorkDirTest {
 protected:
@@ -67,7 +59,7 @@ TEST_F(CalcProcessTest, StopBeforeTheFirstPassReturnsAtOnce) {
 }
 
 TEST_F(CalcProcessTest, ResultInTheFirstPassTakesOneCall) {
-    stub::script([](stub::Script& s) { s.results.push_back({0, 1, {boxOf(300, 200, 100, 6e6f)}, {}, -1}); });
+    stub::script([](stub::Script& s) { s.results.push_back({0, 1, {boxOf(300, 200, 100)}, {}, -1}); });
     EXPECT_TRUE(runProcess());
     EXPECT_EQ(stub::received().processCalls, 1);
     ASSERT_EQ(boxes.size(), 1u);
@@ -83,7 +75,7 @@ TEST_F(CalcProcessTest, FramesAreFedUntilTheLibraryHasAResult) {
     stub::script([](stub::Script& s) {
         s.results.push_back({});
         s.results.push_back({});
-        s.results.push_back({0, 1, {boxOf(1, 1, 1, 1)}, {}, -1});
+        s.results.push_back({0, 1, {boxOf(1, 1, 1)}, {}, -1});
     });
     EXPECT_TRUE(runProcess());
     const auto got = stub::received();
@@ -104,7 +96,7 @@ TEST_F(CalcProcessTest, UnmeasuredResultWithoutBoxesStillHandsOutTheResult) {
 
 TEST_F(CalcProcessTest, TwoBoxesComeInTheLibrarysOrder) {
     stub::script([](stub::Script& s) {
-        s.results.push_back({0, 1, {boxOf(5, 4, 3, 60), boxOf(9, 8, 7, 504)}, {}, -1});
+        s.results.push_back({0, 1, {boxOf(5, 4, 3), boxOf(9, 8, 7)}, {}, -1});
     });
     EXPECT_TRUE(runProcess());
     ASSERT_EQ(boxes.size(), 2u);
@@ -130,7 +122,7 @@ TEST_F(CalcProcessTest, LibraryFailureAfterGoodPassesEndsWithItsCode) {
 TEST_F(CalcProcessTest, NextCallGoesOnWithTheNextImage) {
     stub::script([](stub::Script& s) {
         s.results.push_back({-1, 0, {}, {}, -1});
-        s.results.push_back({0, 1, {boxOf(1, 1, 1, 1)}, {}, -1});
+        s.results.push_back({0, 1, {boxOf(1, 1, 1)}, {}, -1});
     });
     runProcess();
     boxes.clear();
@@ -141,7 +133,7 @@ TEST_F(CalcProcessTest, NextCallGoesOnWithTheNextImage) {
 }
 
 TEST_F(CalcProcessTest, EachFrameIsDescribedAsAStoredImage) {
-    stub::script([](stub::Script& s) { s.results.push_back({0, 1, {boxOf(1, 1, 1, 1)}, {}, -1}); });
+    stub::script([](stub::Script& s) { s.results.push_back({0, 1, {boxOf(1, 1, 1)}, {}, -1}); });
     runProcess();
     const auto in = stub::received().inputs.at(0);
     EXPECT_EQ(in.input.imageType[0], LPMC_IMAGE_MONO8);
@@ -158,7 +150,7 @@ TEST_F(CalcProcessTest, EachFrameIsDescribedAsAStoredImage) {
 
 TEST_F(CalcProcessTest, ImageThatFailsIsLoggedAndTheNextOneIsTried) {
     std::filesystem::remove("LocalImages/0.png");
-    stub::script([](stub::Script& s) { s.results.push_back({0, 1, {boxOf(1, 1, 1, 1)}, {}, -1}); });
+    stub::script([](stub::Script& s) { s.results.push_back({0, 1, {boxOf(1, 1, 1)}, {}, -1}); });
     EXPECT_TRUE(runProcess());
     EXPECT_TRUE(log.has(OVP_LOG_WARN, "Volume", kProcessFn, "Get dir[0] image failed.\n"));
     const auto got = stub::received();
@@ -168,7 +160,7 @@ TEST_F(CalcProcessTest, ImageThatFailsIsLoggedAndTheNextOneIsTried) {
 
 TEST_F(CalcProcessTest, WhatTheLastResultLeftIsClearedButNotFreed) {
     stub::script([](stub::Script& s) {
-        s.results.push_back({0, 1, {boxOf(1, 1, 1, 1)}, {1, 2, 3, 4, 5, 6}, -1});
+        s.results.push_back({0, 1, {boxOf(1, 1, 1)}, {1, 2, 3, 4, 5, 6}, -1});
     });
     runProcess();
     ASSERT_EQ(calc.result.pointCount, 2);
@@ -202,11 +194,11 @@ TEST_F(CalcProcessTest, StopRequestedFromAnotherThreadEndsAnEndlessWait) {
 TEST_F(CalcProcessTest, StoredImagesAreStampedOneThreeFiveAcrossObjects) {
     EXPECT_EXIT(
         {
-            stub::script([](stub::Script& s) { s.results.push_back({0, 1, {boxOf(1, 1, 1, 1)}, {}, -1}); });
+            stub::script([](stub::Script& s) { s.results.push_back({0, 1, {boxOf(1, 1, 1)}, {}, -1}); });
             runProcess();
             CCalcQuboid3DMulti other;
             bool ok = other.initialize("cfg/", nullptr);
-            stub::script([](stub::Script& s) { s.results.push_back({0, 1, {boxOf(1, 1, 1, 1)}, {}, -1}); });
+            stub::script([](stub::Script& s) { s.results.push_back({0, 1, {boxOf(1, 1, 1)}, {}, -1}); });
             std::vector<BoxDims> more;
             other.process({loader}, more, connected, outResult, outRet);
             const auto got = stub::received();
