@@ -267,4 +267,44 @@ TEST(LpmcLineExtractionTest, TheExtractorFillsEveryColumnOfTheRegion) {
     }
 }
 
+TEST(LpmcLineExtractionTest, TheBatchedFitsOfTheExtractorEqualTheSingleColumnFit) {
+    // Noisy stripes of several widths, saturated ones and border ones: every column that the
+    // extractor fits eight at a time gives the row that refineCentre gives on its own.
+    const int w = 203, h = 60;
+    std::mt19937 rng(8);
+    std::normal_distribution<double> noise(0.0, 2.0);
+    std::vector<uint8_t> img(static_cast<size_t>(w * h));
+    for (int c = 0; c < w; ++c) {
+        const double centre = c % 17 == 0 ? 0.3 : 10.0 + 0.19 * c;
+        const double sigma = 0.8 + 0.02 * (c % 100);
+        const double amplitude = c % 11 == 0 ? 500.0 : 30.0 + c;
+        for (int r = 0; r < h; ++r) {
+            const double v = 4.0 + lpmctest::stripeValue(r, centre, sigma, amplitude) + noise(rng);
+            img[static_cast<size_t>(r * w + c)] = static_cast<uint8_t>(std::clamp(std::lround(v), 0L, 255L));
+        }
+    }
+    for (ExtractMethod m : {ExtractMethod::GaussFit, ExtractMethod::CentreOfGravity, ExtractMethod::Gauss3}) {
+        CLineExtractor ex;
+        LineSettings s;
+        s.method = m;
+        s.gaussRadius = 1;
+        ASSERT_TRUE(ex.configure(w, h, LpmcImageRegion{0, 0, w, h}, s));
+        std::vector<float> rows(static_cast<size_t>(w));
+        std::vector<uint8_t> peaks(static_cast<size_t>(w));
+        ex.extract(img.data(), rows.data(), peaks.data());
+        int fitted = 0;
+        for (int c = 0; c < w; ++c) {
+            std::vector<uint8_t> col(static_cast<size_t>(h));
+            for (int r = 0; r < h; ++r) {
+                col[static_cast<size_t>(r)] = img[static_cast<size_t>(r * w + c)];
+            }
+            const float single = refineCentre(col.data(), 1, 0, h, firstMaxRow(col), s);
+            EXPECT_NEAR(rows[static_cast<size_t>(c)], single, 2e-4) << "column " << c;
+            EXPECT_EQ(peaks[static_cast<size_t>(c)] > 0, single >= 0.0f);
+            fitted += single >= 0.0f ? 1 : 0;
+        }
+        EXPECT_GT(fitted, w / 2);
+    }
+}
+
 } // namespace

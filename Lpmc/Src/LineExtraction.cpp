@@ -5,6 +5,8 @@
 #include <cmath>
 #include <new>
 
+#include "CpuFeatures.h"
+
 namespace lpmc {
 namespace {
 
@@ -18,7 +20,7 @@ constexpr int32_t kMaxSum = 255 << (2 * kMaxRadius);
 const std::array<float, kMaxSum + 1>& logTable() {
     static const auto table = [] {
         std::array<float, kMaxSum + 1> t{};
-        t[0] = -1.0f;
+        t[0] = 0.0f; // never a sample: weights of zero values are zero
         for (int32_t i = 1; i <= kMaxSum; ++i) {
             t[static_cast<size_t>(i)] = std::log(static_cast<float>(i));
         }
@@ -231,11 +233,82 @@ float gaussFit(const Stripe& s, const bool* saturated, float fallback) {
 
 } // namespace
 
-float refineCentre(const uint8_t* column, ptrdiff_t step, int32_t rowBegin, int32_t rowEnd, int32_t peakRow,
-                   const LineSettings& settings) {
+namespace {
+
+// The common case, a window of kFast samples either side wholly inside the rows: all samples
+// are loaded and smoothed at once, and the walk outwards becomes a running mask, with no branch
+// that depends on the pixels.
+constexpr int32_t kFast = 6;
+
+template <int R>
+void fastWindow(const uint8_t* column, ptrdiff_t step, int32_t centre, Stripe& s, bool* saturated) {
+    constexpr int32_t n = 2 * kFast + 1;
+    int32_t raw[n + 2 * R];
+    const uint8_t* c = column + static_cast<ptrdiff_t>(centre - kFast - R) * step;
+    for (int32_t i = 0; i < n + 2 * R; ++i) {
+        raw[i] = c[static_cast<ptrdiff_t>(i) * step];
+    }
+    int32_t v[n];
+    for (int32_t i = 0; i < n; ++i) {
+        int32_t sum = 0;
+        for (int32_t j = 0; j <= 2 * R; ++j) {
+            sum += kWeights[R][j] * raw[i + j];
+        }
+        v[i] = sum;
+        saturated[i - kFast + kHalfWindow] = raw[i + R] == 255;
+    }
+    // The smoothed maximum may sit a row or two away from the raw one.
+    int32_t k = kFast;
+    if (R > 0) {
+        for (int32_t i = kFast - R - 1; i <= kFast + R + 1; ++i) {
+            k = v[i] > v[k] ? i : k;
+        }
+    }
+    const int32_t top = v[k], base = top / 4, rise = std::max(2, top / 16);
+    int32_t up = 0, down = 0, go = 1;
+    for (int32_t i = 1; i <= kFast; ++i) {
+        const int32_t at = std::min(k + i, n - 1), prev = std::min(k + i - 1, n - 1);
+        go &= static_cast<int32_t>(k + i < n) & static_cast<int32_t>(v[at] > base) &
+              static_cast<int32_t>(v[at] <= v[prev] + rise);
+        down += go;
+    }
+    go = 1;
+    for (int32_t i = 1; i <= kFast; ++i) {
+        const int32_t at = std::max(k - i, 0), prev = std::max(k - i + 1, 0);
+        go &= static_cast<int32_t>(k - i >= 0) & static_cast<int32_t>(v[at] > base) &
+              static_cast<int32_t>(v[at] <= v[prev] + rise);
+        up += go;
+    }
+    s.origin = centre;
+    s.peak = k - kFast;
+    s.a = s.peak - up;
+    s.b = s.peak + down;
+    s.base = base;
+    s.risesBefore = k - up - 1 >= 0 && v[k - up - 1] > v[k - up] + rise;
+    s.risesAfter = k + down + 1 < n && v[k + down + 1] > v[k + down] + rise;
+    bool any = false;
+    for (int32_t i = 0; i < n; ++i) {
+        s.value[i - kFast + kHalfWindow] = v[i];
+        any = any || saturated[i - kFast + kHalfWindow];
+    }
+    s.anySaturated = any;
+}
+
+// The stripe of one column made ready for a fit, or the answer already (no line, whole pixel).
+struct Prepared {
+    bool done = false;
+    float row = kNoLine;
+    Stripe stripe;
+    bool saturated[Stripe::kSize];
+};
+
+void prepare(const uint8_t* column, ptrdiff_t step, int32_t rowBegin, int32_t rowEnd, int32_t peakRow,
+             const LineSettings& settings, Prepared& p) {
     const uint8_t peak = column[static_cast<ptrdiff_t>(peakRow) * step];
     if (peak < settings.thresh || peak == 0) {
-        return kNoLine;
+        p.done = true;
+        p.row = kNoLine;
+        return;
     }
     // A plateau of equal maxima (a saturated stripe) is centred on its middle.
     int32_t plateauEnd = peakRow;
@@ -244,26 +317,56 @@ float refineCentre(const uint8_t* column, ptrdiff_t step, int32_t rowBegin, int3
         ++plateauEnd;
     }
     if (settings.method == ExtractMethod::WholePixel) {
-        return 0.5f * static_cast<float>(peakRow + plateauEnd);
+        p.done = true;
+        p.row = 0.5f * static_cast<float>(peakRow + plateauEnd);
+        return;
     }
-    const int32_t radius = std::clamp(settings.gaussRadius, 0, kMaxRadius);
+    p.done = false;
+    // The least-squares fit and the centre of gravity average over the whole stripe already;
+    // smoothing serves the fits that look at the peak's neighbours only.
+    const bool smoothed =
+        settings.method == ExtractMethod::Gauss3 || settings.method == ExtractMethod::DerivativeZero;
+    const int32_t radius = smoothed ? std::clamp(settings.gaussRadius, 0, kMaxRadius) : 0;
     const int32_t middle = (peakRow + plateauEnd) / 2;
-    Stripe stripe;
-    bool saturated[Stripe::kSize];
-    if (radius == 0) {
+    Stripe& stripe = p.stripe;
+    if (radius > 0 && middle - kFast - radius >= rowBegin && middle + kFast + radius < rowEnd) {
+        switch (radius) {
+        case 0:
+            fastWindow<0>(column, step, middle, stripe, p.saturated);
+            break;
+        case 1:
+            fastWindow<1>(column, step, middle, stripe, p.saturated);
+            break;
+        case 2:
+            fastWindow<2>(column, step, middle, stripe, p.saturated);
+            break;
+        default:
+            fastWindow<3>(column, step, middle, stripe, p.saturated);
+            break;
+        }
+    } else if (radius == 0) {
         walkRaw(column, step, rowBegin, rowEnd, middle, stripe);
         if (stripe.anySaturated) {
             for (int32_t i = stripe.a; i <= stripe.b; ++i) {
-                saturated[i + kHalfWindow] = stripe.at(i) == 255;
+                p.saturated[i + kHalfWindow] = stripe.at(i) == 255;
             }
         }
     } else {
-        loadSmoothed(column, step, rowBegin, rowEnd, middle, radius, stripe, saturated);
+        loadSmoothed(column, step, rowBegin, rowEnd, middle, radius, stripe, p.saturated);
     }
     trimAtNeighbours(stripe);
+}
+
+// A stripe cut by the border of the region still has its centre inside it.
+float inside(float row, int32_t rowBegin, int32_t rowEnd) {
+    return std::clamp(row, static_cast<float>(rowBegin), static_cast<float>(rowEnd - 1));
+}
+
+float finish(const Prepared& p, ExtractMethod method, int32_t rowBegin, int32_t rowEnd) {
+    const Stripe& stripe = p.stripe;
     const float cog = centreOfGravity(stripe);
     float c = cog;
-    switch (settings.method) {
+    switch (method) {
     case ExtractMethod::Gauss3:
         c = gauss3(stripe, cog);
         break;
@@ -271,15 +374,135 @@ float refineCentre(const uint8_t* column, ptrdiff_t step, int32_t rowBegin, int3
         c = derivativeZero(stripe, cog);
         break;
     case ExtractMethod::GaussFit:
-        c = gaussFit(stripe, saturated, cog);
+        c = gaussFit(stripe, p.saturated, cog);
         break;
     case ExtractMethod::CentreOfGravity:
     case ExtractMethod::WholePixel:
         break;
     }
-    // A stripe cut by the border of the region still has its centre inside it.
-    return std::clamp(static_cast<float>(stripe.origin) + c, static_cast<float>(rowBegin),
-                      static_cast<float>(rowEnd - 1));
+    return inside(static_cast<float>(stripe.origin) + c, rowBegin, rowEnd);
+}
+
+// The weighted Gaussian fit of up to kLanes columns at once: the same sums as gaussFit, lane by
+// lane in arrays, so that the compiler keeps each sum of all lanes in one vector register.
+struct FitBatch {
+    static constexpr int32_t kLanes = 8;
+    static constexpr int32_t kHalf = 4; // samples either side of the peak that take part
+    static constexpr int32_t kSlots = 2 * kHalf + 1;
+    int32_t value[kSlots][kLanes]; // 0: the sample takes no part
+    float scale[kLanes];           // 1 / peak value
+    float centre[kLanes];          // row of the peak sample
+    int32_t column[kLanes];
+    Prepared* prepared[kLanes];
+    int32_t count = 0;
+};
+
+template <int Dummy>
+void fitLanes(const FitBatch& b, const float* ln, float* offset, int32_t* ok) {
+    using B = FitBatch;
+    float s0[B::kLanes] = {}, s1[B::kLanes] = {}, s2[B::kLanes] = {}, s3[B::kLanes] = {}, s4[B::kLanes] = {};
+    float t0[B::kLanes] = {}, t1[B::kLanes] = {}, t2[B::kLanes] = {};
+    int32_t used[B::kLanes] = {};
+    for (int32_t k = 0; k < B::kSlots; ++k) {
+        const float x = static_cast<float>(k - B::kHalf);
+        for (int32_t j = 0; j < B::kLanes; ++j) {
+            const int32_t v = b.value[k][j];
+            const float rel = static_cast<float>(v) * b.scale[j];
+            const float wt = rel * rel, l = ln[v]; // ln[0] is 0, and so is its weight
+            const float wx = wt * x, wx2 = wx * x;
+            s0[j] += wt;
+            s1[j] += wx;
+            s2[j] += wx2;
+            s3[j] += wx2 * x;
+            s4[j] += wx2 * x * x;
+            t0[j] += wt * l;
+            t1[j] += wx * l;
+            t2[j] += wx2 * l;
+            used[j] += static_cast<int32_t>(v > 0);
+        }
+    }
+    for (int32_t j = 0; j < B::kLanes; ++j) {
+        const float a12 = s1[j] * s4[j] - s3[j] * s2[j], a13 = s1[j] * s3[j] - s2[j] * s2[j];
+        const float n1 =
+            s0[j] * (t1[j] * s4[j] - s3[j] * t2[j]) - t0[j] * a12 + s2[j] * (s1[j] * t2[j] - t1[j] * s2[j]);
+        const float n2 =
+            s0[j] * (s2[j] * t2[j] - t1[j] * s3[j]) - s1[j] * (s1[j] * t2[j] - t1[j] * s2[j]) + t0[j] * a13;
+        const float det = s0[j] * (s2[j] * s4[j] - s3[j] * s3[j]) - s1[j] * a12 + s2[j] * a13;
+        const float d = -n1 / (2.0f * n2); // checked below: inf and NaN fail the test
+        offset[j] = d;
+        ok[j] = static_cast<int32_t>(used[j] >= 3) & static_cast<int32_t>(n2 * det < 0.0f) &
+                static_cast<int32_t>(std::fabs(d) <= 2.0f);
+    }
+}
+
+#if (defined(__GNUC__) || defined(__clang__)) && (defined(__x86_64__) || defined(_M_X64))
+#define LPMC_FIT_AVX2 1
+__attribute__((target("avx2,fma"))) void fitLanesAvx2(const FitBatch& b, const float* ln, float* offset,
+                                                      int32_t* ok) {
+    fitLanes<1>(b, ln, offset, ok);
+}
+#endif
+
+void runBatch(FitBatch& b, int32_t rowBegin, int32_t rowEnd, float* rows) {
+    if (b.count == 0) {
+        return;
+    }
+    for (int32_t j = b.count; j < FitBatch::kLanes; ++j) { // unused lanes take no part
+        for (int32_t k = 0; k < FitBatch::kSlots; ++k) {
+            b.value[k][j] = 0;
+        }
+        b.scale[j] = 0.0f;
+    }
+    float offset[FitBatch::kLanes];
+    int32_t ok[FitBatch::kLanes];
+#if defined(LPMC_FIT_AVX2)
+    if (cpuHasAvx2()) {
+        fitLanesAvx2(b, logTable().data(), offset, ok);
+    } else {
+        fitLanes<0>(b, logTable().data(), offset, ok);
+    }
+#else
+    fitLanes<0>(b, logTable().data(), offset, ok);
+#endif
+    for (int32_t j = 0; j < b.count; ++j) {
+        const Prepared& p = *b.prepared[j];
+        const float c =
+            ok[j] ? b.centre[j] + offset[j] : static_cast<float>(p.stripe.origin) + centreOfGravity(p.stripe);
+        rows[b.column[j]] = inside(c, rowBegin, rowEnd);
+    }
+    b.count = 0;
+}
+
+// Puts a prepared stripe into the batch; false if it is wider than the batch's window (then
+// the scalar fit takes it).
+bool addToBatch(FitBatch& b, Prepared& p, int32_t column) {
+    const Stripe& s = p.stripe;
+    if (s.a < s.peak - FitBatch::kHalf || s.b > s.peak + FitBatch::kHalf) {
+        return false;
+    }
+    const int32_t j = b.count;
+    for (int32_t k = 0; k < FitBatch::kSlots; ++k) {
+        b.value[k][j] = 0;
+    }
+    for (int32_t i = s.a; i <= s.b; ++i) {
+        const bool sat = s.anySaturated && p.saturated[i + kHalfWindow];
+        b.value[i - s.peak + FitBatch::kHalf][j] = sat ? 0 : s.at(i);
+    }
+    b.scale[j] = 1.0f / static_cast<float>(s.at(s.peak));
+    b.centre[j] = static_cast<float>(s.origin + s.peak);
+    b.column[j] = column;
+    b.prepared[j] = &p;
+    ++b.count;
+    return true;
+}
+
+} // namespace
+
+float refineCentre(const uint8_t* column, ptrdiff_t step, int32_t rowBegin, int32_t rowEnd, int32_t peakRow,
+                   const LineSettings& settings) {
+    Prepared p;
+    prepare(column, step, rowBegin, rowEnd, peakRow, settings, p);
+    return p.done ? p.row : finish(p, settings.method, rowBegin, rowEnd);
 }
 
 bool CLineExtractor::configure(int32_t imageWidth, int32_t imageHeight, const LpmcImageRegion& region,
@@ -313,18 +536,30 @@ void CLineExtractor::extract(const uint8_t* pixels, float* rows, uint8_t* peaks)
     args.scratch = scratch_.get();
     columnMaxima(args);
     const uint8_t thresh = static_cast<uint8_t>(std::clamp(settings_.thresh, 1, 255));
+    // The Gaussian fits of eight columns run together; their stripes wait in the batch.
+    const bool batched = settings_.method == ExtractMethod::GaussFit;
+    FitBatch batch;
+    Prepared prepared[FitBatch::kLanes + 1];
     for (int32_t i = 0; i < region_.width; ++i) {
-        if (best_[static_cast<size_t>(i)] < thresh) {
+        const uint8_t peak = best_[static_cast<size_t>(i)];
+        if (peak < thresh) {
             continue;
         }
         const int32_t col = c0 + i;
-        const float centre = refineCentre(pixels + col, static_cast<ptrdiff_t>(stride), r0, r1,
-                                          bestRow_[static_cast<size_t>(i)], settings_);
-        if (centre >= 0.0f) {
-            rows[col] = centre;
-            peaks[col] = best_[static_cast<size_t>(i)];
+        Prepared& p = prepared[batch.count];
+        prepare(pixels + col, static_cast<ptrdiff_t>(stride), r0, r1, bestRow_[static_cast<size_t>(i)],
+                settings_, p);
+        if (p.done) {
+            rows[col] = p.row;
+        } else if (!batched || !addToBatch(batch, p, col)) {
+            rows[col] = finish(p, settings_.method, r0, r1);
+        } else if (batch.count == FitBatch::kLanes) {
+            runBatch(batch, r0, r1, rows);
         }
+        // A stripe that reached a fit always ends with a row (the fit's, or its centre of gravity).
+        peaks[col] = !p.done || p.row >= 0.0f ? peak : 0;
     }
+    runBatch(batch, r0, r1, rows);
 }
 
 } // namespace lpmc

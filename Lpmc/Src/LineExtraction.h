@@ -17,7 +17,7 @@ namespace lpmc {
 
 struct LineSettings {
     int32_t thresh = 16;     // least peak grey level of a line
-    int32_t gaussRadius = 0; // smoothing of the window along the column before the fit
+    int32_t gaussRadius = 0; // smoothing along the column before the three-point and derivative fits
     ExtractMethod method = ExtractMethod::GaussFit;
 };
 
