@@ -1,0 +1,124 @@
+// Nothing is allocated per frame once the instance is configured: every operator new of the
+// process is counted while lpmcProcess runs over scans with objects that complete, are measured
+// and reported, and over side-by-side packages held until the line is clear.
+#include <atomic>
+#include <cstdlib>
+#include <new>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include "LpmcSynthetic.h"
+
+namespace {
+std::atomic<bool> counting{false};
+std::atomic<long> allocations{0};
+
+void* allocate(std::size_t n) {
+    if (counting.load(std::memory_order_relaxed)) {
+        allocations.fetch_add(1, std::memory_order_relaxed);
+    }
+    void* p = std::malloc(n == 0 ? 1 : n);
+    if (p == nullptr) {
+        throw std::bad_alloc();
+    }
+    return p;
+}
+} // namespace
+
+void* operator new(std::size_t n) {
+    return allocate(n);
+}
+void* operator new[](std::size_t n) {
+    return allocate(n);
+}
+void* operator new(std::size_t n, const std::nothrow_t&) noexcept {
+    try {
+        return allocate(n);
+    } catch (...) {
+        return nullptr;
+    }
+}
+void* operator new[](std::size_t n, const std::nothrow_t&) noexcept {
+    try {
+        return allocate(n);
+    } catch (...) {
+        return nullptr;
+    }
+}
+void operator delete(void* p) noexcept {
+    std::free(p);
+}
+void operator delete[](void* p) noexcept {
+    std::free(p);
+}
+void operator delete(void* p, std::size_t) noexcept {
+    std::free(p);
+}
+void operator delete[](void* p, std::size_t) noexcept {
+    std::free(p);
+}
+
+namespace {
+
+using namespace lpmctest;
+
+// Frames rendered beforehand, so that only lpmcProcess runs while counting.
+std::vector<LineFrame> render(const Station& st, const std::vector<Box>& boxes, int count) {
+    std::vector<LineFrame> frames(static_cast<size_t>(count));
+    for (int k = 0; k < count; ++k) {
+        renderLine(st, boxes, k, 200.0, frames[static_cast<size_t>(k)]);
+    }
+    return frames;
+}
+
+long countDuring(void* handle, const std::vector<LineFrame>& frames, int64_t firstFrame, int& boxes) {
+    LpmcResult r{};
+    allocations = 0;
+    for (size_t k = 0; k < frames.size(); ++k) {
+        LpmcInput in{};
+        in.imageType[0] = LPMC_IMAGE_LINE;
+        in.timestamp[0] = 1.0 + 2.0 * static_cast<double>(firstFrame + static_cast<int64_t>(k));
+        in.pipelineCount[0] = static_cast<int32_t>(frames[k].rows.size());
+        in.pipelineFirst[0] = frames[k].rows.data();
+        in.pipelineSecond[0] = frames[k].peaks.data();
+        counting = true;
+        const int32_t rc = lpmcProcess(handle, &in, &r);
+        counting = false;
+        EXPECT_EQ(rc, 0);
+        boxes += r.volumeNum;
+    }
+    return allocations.load();
+}
+
+TEST(LpmcAllocationTest, ProcessingFramesAllocatesNothing) {
+    const Station st = makeStation(StationDesign{});
+    const auto cal = st.calibration(0.0, 0.5);
+    for (int intime : {1, 0}) {
+        Instance inst;
+        ASSERT_EQ(openInstance(st, *cal, 1000, inst,
+                               [intime](LpmcConfig& c) {
+                                   c.scan_package_intime_flag = intime;
+                                   c.scan_volume_finite_flag = 1;
+                               }),
+                  0);
+        // The counter sees the library's allocations: configuring allocates.
+        allocations = 0;
+        counting = true;
+        const int32_t rc = lpmcSetConfig(inst.handle, &inst.config);
+        counting = false;
+        ASSERT_EQ(rc, 0);
+        EXPECT_GT(allocations.load(), 5);
+        const std::vector<Box> boxes = {{300, 200, 150, -200, -200.3, 20, 0.8},
+                                        {250, 150, 250, 150, -180.8, -15, 0.5}};
+        const auto frames = render(st, boxes, 560);
+        int found = 0;
+        // The first scan warms up what the C library sets up on first use (the time zone).
+        countDuring(inst.handle, frames, 0, found);
+        found = 0;
+        EXPECT_EQ(countDuring(inst.handle, frames, 560, found), 0);
+        EXPECT_EQ(found, 2);
+    }
+}
+
+} // namespace
