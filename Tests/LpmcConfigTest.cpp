@@ -63,6 +63,14 @@ TEST(LpmcConfigTest, DefaultsAreThoseTheReadmeStates) {
     EXPECT_EQ(version, 1U);
     EXPECT_EQ(floorLevel, 5.0);
     EXPECT_EQ(minPoints, 50);
+    double heightStep, minRunLength;
+    std::memcpy(&heightStep, reinterpret_cast<const uint8_t*>(&r.cfg) + 224, 8);
+    std::memcpy(&minRunLength, reinterpret_cast<const uint8_t*>(&r.cfg) + 232, 8);
+    EXPECT_EQ(heightStep, 10.0);
+    EXPECT_EQ(minRunLength, 3.0);
+    for (size_t i = 240; i < 304; ++i) {
+        EXPECT_EQ(reinterpret_cast<const uint8_t*>(&r.cfg)[i], 0) << "byte " << i;
+    }
 }
 
 TEST(LpmcConfigTest, WhatIsWrittenReadsBackUnchanged) {
@@ -142,6 +150,12 @@ TEST(LpmcConfigTest, TheOwnBlockFallsBackToDefaultsWhenCleared) {
     const double q = 1.5;
     std::memcpy(bad.cfg.libraryOwn + kOwnQuantileAt, &q, 8);
     EXPECT_EQ(readConfig(bad.cfg, 1, kSizes, s), LPMC_ERR_CONFIG);
+    for (const auto& [at, value] : {std::pair{kOwnHeightStepAt, 0.0}, std::pair{kOwnMinRunLengthAt, -1.0},
+                                    std::pair{kOwnFloorAt, 0.0}, std::pair{kOwnBandAt, -0.5}}) {
+        Record broken;
+        std::memcpy(broken.cfg.libraryOwn + at, &value, 8);
+        EXPECT_EQ(readConfig(broken.cfg, 1, kSizes, s), LPMC_ERR_CONFIG) << "offset " << at;
+    }
     Record set;
     const double floorLevel = 12.5;
     std::memcpy(set.cfg.libraryOwn + kOwnFloorAt, &floorLevel, 8);
