@@ -1,6 +1,8 @@
 #!/usr/bin/env bash
 # Installs what is missing, builds, and runs every test: the whole suite under AddressSanitizer
-# and UBSan (preset debug), then the threading tests under ThreadSanitizer (preset tsan).
+# and UBSan (preset debug), then the threading tests under ThreadSanitizer (preset tsan). Death
+# tests run under the first only: a process that ThreadSanitizer watches can hang on its way
+# down instead of ending.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
