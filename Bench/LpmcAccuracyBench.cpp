@@ -66,21 +66,6 @@ void report(const char* title, const Errors& e) {
     printAxis("centre", e.centre, "mm");
 }
 
-ScanSim::SceneObject box(const std::string& name, double l, double w, double h, double x, double yaw,
-                         double gap, double refl) {
-    ScanSim::SceneObject o;
-    o.name = name;
-    o.kind = ScanSim::ShapeKind::Box;
-    o.length = l;
-    o.width = w;
-    o.height = h;
-    o.x = x;
-    o.yawDeg = yaw;
-    o.gap = gap;
-    o.reflectance = refl;
-    return o;
-}
-
 std::string label(char prefix, int n) {
     char buf[16];
     std::snprintf(buf, sizeof buf, "%c%d", prefix, n);
@@ -123,8 +108,9 @@ int main(int argc, char** argv) {
                         }
                         // Sizes off the round numbers so that edges fall anywhere between samples.
                         const double jitter = 0.37 * (n % 7);
-                        scene.objects.push_back(box(label('b', n), l + jitter, w + 0.5 * jitter, h + jitter,
-                                                    x + 0.3 * jitter, yaw, 120.0 + 3.3 * (n % 5), refl));
+                        scene.objects.push_back(ScanSim::makeBox(label('b', n), l + jitter, w + 0.5 * jitter,
+                                                                 h + jitter, x + 0.3 * jitter, yaw,
+                                                                 120.0 + 3.3 * (n % 5), refl));
                         ++n;
                         if (quick && n >= 6) {
                             break;
@@ -150,8 +136,10 @@ int main(int argc, char** argv) {
         for (double l : {120.0, 300.0, 500.0}) {
             for (double yaw : {0.0, 20.0, 45.0}) {
                 const double w = std::round(0.6 * l);
-                scene.objects.push_back(box(label('L', n), l, w, 150 + 0.5 * l, -250, yaw, 150.0, 0.85));
-                scene.objects.push_back(box(label('R', n), 0.8 * l, 0.8 * w, 300, 250, -yaw, -0.8 * l, 0.1));
+                scene.objects.push_back(
+                    ScanSim::makeBox(label('L', n), l, w, 150 + 0.5 * l, -250, yaw, 150.0, 0.85));
+                scene.objects.push_back(
+                    ScanSim::makeBox(label('R', n), 0.8 * l, 0.8 * w, 300, 250, -yaw, -0.8 * l, 0.1));
                 ++n;
             }
         }

@@ -25,8 +25,9 @@ set_tests_properties(LpmcFromC PROPERTIES LABELS unit)
 # The shared library exports the five lpmc functions and nothing else.
 if(NOT WIN32 AND NOT APPLE)
     add_test(NAME LpmcExportsOnlyTheFiveFunctions
-             COMMAND ${CMAKE_COMMAND} -DLIBRARY=$<TARGET_FILE:LaserPlaneMultCameras64>
-                     -P ${PROJECT_SOURCE_DIR}/Lpmc/cmake/CheckLpmcExports.cmake)
+             COMMAND ${CMAKE_COMMAND} -DLIBRARY=$<TARGET_FILE:LaserPlaneMultCameras64> -DEXPECTED_COUNT=5
+                     "-DPATTERN=^lpmc(Create|GetConfig|SetConfig|Process|Release)$"
+                     -P ${CMAKE_CURRENT_SOURCE_DIR}/CheckExports.cmake)
     set_tests_properties(LpmcExportsOnlyTheFiveFunctions PROPERTIES LABELS unit)
 endif()
 

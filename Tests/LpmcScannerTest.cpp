@@ -196,12 +196,7 @@ TEST(LpmcScannerTest, NoiseOnAnEmptyBeltGivesNoBox) {
             }
             line.rows[rng() % line.rows.size()] = -1.0f;
         }
-        LpmcInput in{};
-        in.imageType[0] = LPMC_IMAGE_LINE;
-        in.timestamp[0] = 1.0 + 2.0 * k;
-        in.pipelineCount[0] = static_cast<int32_t>(line.rows.size());
-        in.pipelineFirst[0] = line.rows.data();
-        in.pipelineSecond[0] = line.peaks.data();
+        LpmcInput in = lineInput(line, k);
         LpmcResult r{};
         ASSERT_EQ(lpmcProcess(inst.handle, &in, &r), 0);
         results += r.resultState != 0 ? 1 : 0;

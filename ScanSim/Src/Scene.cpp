@@ -56,27 +56,28 @@ SceneLayout layoutScene(const Scene& scene) {
     return layout;
 }
 
+SceneObject makeBox(const std::string& name, double length, double width, double height, double x,
+                    double yawDeg, double gap, double reflectance) {
+    SceneObject o;
+    o.name = name;
+    o.kind = ShapeKind::Box;
+    o.length = length;
+    o.width = width;
+    o.height = height;
+    o.x = x;
+    o.yawDeg = yawDeg;
+    o.gap = gap;
+    o.reflectance = reflectance;
+    return o;
+}
+
 Scene defaultScene() {
     Scene scene;
-    const auto box = [](const char* name, double l, double w, double h, double x, double yaw, double gap,
-                        double refl) {
-        SceneObject o;
-        o.name = name;
-        o.kind = ShapeKind::Box;
-        o.length = l;
-        o.width = w;
-        o.height = h;
-        o.x = x;
-        o.yawDeg = yaw;
-        o.gap = gap;
-        o.reflectance = refl;
-        return o;
-    };
     scene.objects = {
-        box("white-carton", 350.0, 250.0, 200.0, -150.0, 0.0, 150.0, 0.85),
-        box("brown-carton", 500.0, 350.0, 300.0, 120.0, 25.0, 150.0, 0.45),
-        box("dark-box", 300.0, 200.0, 150.0, -60.0, -40.0, 150.0, 0.10),
-        box("tall-grey-box", 300.0, 220.0, 550.0, 180.0, 70.0, 150.0, 0.60),
+        makeBox("white-carton", 350.0, 250.0, 200.0, -150.0, 0.0, 150.0, 0.85),
+        makeBox("brown-carton", 500.0, 350.0, 300.0, 120.0, 25.0, 150.0, 0.45),
+        makeBox("dark-box", 300.0, 200.0, 150.0, -60.0, -40.0, 150.0, 0.10),
+        makeBox("tall-grey-box", 300.0, 220.0, 550.0, 180.0, 70.0, 150.0, 0.60),
     };
     scene.trailingGap = 150.0;
     return scene;

@@ -215,7 +215,29 @@ Result collect(const LpmcResult& r, uint64_t frame) {
     return out;
 }
 
+// One call of the library; a result with resultState != 0 is kept. False when the call failed.
+bool feed(void* handle, LpmcInput& in, int32_t frame, std::vector<Result>& results) {
+    LpmcResult r{};
+    if (lpmcProcess(handle, &in, &r) != 0) {
+        return false;
+    }
+    if (r.resultState != 0) {
+        results.push_back(collect(r, static_cast<uint64_t>(frame)));
+    }
+    return true;
+}
+
 } // namespace
+
+LpmcInput lineInput(const LineFrame& line, int32_t frame) {
+    LpmcInput in{};
+    in.imageType[0] = LPMC_IMAGE_LINE;
+    in.timestamp[0] = 1.0 + 2.0 * frame;
+    in.pipelineCount[0] = static_cast<int32_t>(line.rows.size());
+    in.pipelineFirst[0] = line.rows.data();
+    in.pipelineSecond[0] = line.peaks.data();
+    return in;
+}
 
 std::vector<Result> runLineScan(void* handle, const Station& st, const std::vector<Box>& boxes, int32_t count,
                                 double mmPerFrame, double gain) {
@@ -223,18 +245,9 @@ std::vector<Result> runLineScan(void* handle, const Station& st, const std::vect
     LineFrame line;
     for (int32_t k = 0; k < count; ++k) {
         renderLine(st, boxes, k * mmPerFrame, gain, line);
-        LpmcInput in{};
-        in.imageType[0] = LPMC_IMAGE_LINE;
-        in.timestamp[0] = 1.0 + 2.0 * k;
-        in.pipelineCount[0] = static_cast<int32_t>(line.rows.size());
-        in.pipelineFirst[0] = line.rows.data();
-        in.pipelineSecond[0] = line.peaks.data();
-        LpmcResult r{};
-        if (lpmcProcess(handle, &in, &r) != 0) {
+        LpmcInput in = lineInput(line, k);
+        if (!feed(handle, in, k, results)) {
             break;
-        }
-        if (r.resultState != 0) {
-            results.push_back(collect(r, static_cast<uint64_t>(k)));
         }
     }
     return results;
@@ -259,12 +272,8 @@ std::vector<Result> runMono8Scan(void* handle, const Station& st, const std::vec
         in.imageType[0] = LPMC_IMAGE_MONO8;
         in.image[0] = &desc;
         in.timestamp[0] = 1.0 + 2.0 * k;
-        LpmcResult r{};
-        if (lpmcProcess(handle, &in, &r) != 0) {
+        if (!feed(handle, in, k, results)) {
             break;
-        }
-        if (r.resultState != 0) {
-            results.push_back(collect(r, static_cast<uint64_t>(k)));
         }
     }
     return results;

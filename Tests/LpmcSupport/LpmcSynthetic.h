@@ -106,6 +106,9 @@ struct Result {
     uint64_t frame = 0; // frame index whose call returned it
 };
 
+// Frame k in the camera's line form, stamped as the calculator stamps stored images (1 + 2k).
+LpmcInput lineInput(const LineFrame& line, int32_t frame);
+
 // Feeds frames 0..count-1 rendered at travel = frame * mmPerFrame, timestamps 1, 3, 5, ...;
 // collects every result with resultState != 0.
 std::vector<Result> runLineScan(void* handle, const Station& st, const std::vector<Box>& boxes, int32_t count,

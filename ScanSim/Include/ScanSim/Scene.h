@@ -88,6 +88,11 @@ SceneLayout layoutScene(const Scene& scene);
 // Several boxes of different sizes, yaws and colours, one dark (reflectance 0.1).
 Scene defaultScene();
 
+// A box of length x width x height mm at `x` across the belt, turned by `yawDeg`, with `gap` mm of
+// empty belt ahead of it.
+SceneObject makeBox(const std::string& name, double length, double width, double height, double x,
+                    double yawDeg, double gap, double reflectance);
+
 const char* shapeKindName(ShapeKind kind);
 
 } // namespace ScanSim
