@@ -323,7 +323,7 @@ TEST_F(WrapperTest, EachBoxIsLoggedOnTheRecordChannel) {
         EXPECT_EQ(lines[i].channel, "VolumeRecord");
         EXPECT_EQ(lines[i].function, kWrapperFn);
         EXPECT_EQ(lines[i].level, OVP_LOG_INFO);
-        EXPECT_EQ(lines[i].file, "Src/Quboid3DSdk.cpp");
+        EXPECT_EQ(lines[i].file, "Src/VolumeResultCBWrapper.cpp");
     }
 }
 

@@ -12,6 +12,7 @@ packages=(
   libaravis-dev
   libgtest-dev libgmock-dev
   libbenchmark-dev
+  tzdata
 )
 
 missing=()
