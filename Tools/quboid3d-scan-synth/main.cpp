@@ -2,6 +2,7 @@
 // pass on the belt, and writes a directory that a local-mode run measures, with the truth.
 #include "ScanSim/ScanWriter.h"
 #include "ScanSim/SceneJson.h"
+#include "Terminal.h"
 
 #include <chrono>
 #include <cstdio>
@@ -33,7 +34,7 @@ Options:
   --seed N            seed of the sensor noise and speckle (default: the scene's, else 1). The
                       same scene and seed give the same bytes.
   --format png|bmp    image file format (default: png)
-  --quiet             no progress bar
+  --quiet             no progress bar (it is drawn only when stderr is a terminal)
   --help              this text
 
 Stored images are stamped 1, 3, 5, ... by the measuring library, so LaserMovePose.data holds
@@ -139,12 +140,14 @@ int main(int argc, char** argv) {
     }
     ScanSim::ScanWriteOptions wo;
     wo.format = opt.format;
-    if (!opt.quiet) {
+    // The bar redraws itself with carriage returns: only a terminal shows that as one line.
+    const bool showProgress = !opt.quiet && quboid3d::synth::isTerminal(stderr);
+    if (showProgress) {
         wo.progress = drawProgress;
     }
     const auto start = std::chrono::steady_clock::now();
     const ScanSim::ScanWriteResult r = ScanSim::writeScanDirectory(scene, opt.out, wo);
-    if (!opt.quiet) {
+    if (showProgress) {
         std::fputc('\n', stderr);
     }
     if (!r.ok) {
