@@ -40,6 +40,8 @@ public:
     bool stop();
     bool setFrameStatusCallback(VslbFrameStatusCallback callback);
     void setCameraStatusCallback(VslbCameraStatusCallback callback);
+    // The camera status callback that a report would call now.
+    VslbCameraStatusCallback cameraStatusCallbackInForce() const;
 
     bool localModeEnabled() const { return localMode; }
     const std::string& configDir() const { return cfgDir; }
@@ -72,6 +74,8 @@ private:
     // Read by the measurement thread at the end of each pass and written by stop(), with no lock.
     std::atomic<bool> running{false};
     std::thread thread;
+    // Held by run() until the new thread is stored in `thread`; the thread passes it first.
+    std::mutex threadStartGate;
     ICalcVolumeSink* sink = nullptr;
     std::vector<Memory::TSharedPtr<CLoadImage>> localDirs;
     bool localMode = false;
@@ -80,7 +84,7 @@ private:
     bool forceUnitSpeedVy = false;
     Memory::TSharedPtr<OutputPlugin> outputPlugin;
     bool factoryDataActive = false;
-    std::mutex statusMutex;
+    mutable std::mutex statusMutex;
     VslbCameraStatusCallback cameraStatusCallback = nullptr;
 };
 

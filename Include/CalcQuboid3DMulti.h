@@ -37,7 +37,9 @@ public:
 
     // Feeds stored images until the library reports a result, fails, or a stop is requested.
     // Appends the boxes of a result to `boxes` and points `outResult` at it; `outRet` gets the
-    // last code of the library, or -1 when it wasn't called. Always true.
+    // last code of the library, or -1 when it wasn't called. True but for a calculator whose
+    // initialize never finished: that one has no records to fill, says so once in the log and
+    // returns false at once.
     bool process(std::vector<Memory::TSharedPtr<CLoadImage>> loaders, std::vector<BoxDims>& boxes,
                  bool& connected, const LpmcResult*& outResult, int& outRet);
     // Loads the next stored image into `image` and describes it in `desc`, stamped with the
@@ -58,6 +60,10 @@ public:
     std::list<int> pendingList;
 
 private:
+    // Set by the last step of initialize, cleared by release.
+    bool initialized = false;
+    bool notInitializedReported = false;
+
     void allocateCalibration();
     // Frees the calibration sets and image descriptors; leaves the library alone.
     void freeRecords();

@@ -8,6 +8,7 @@
 #include "DynamicLibrary.h"
 #include "ICalcVolumeSink.h"
 #include "LoadImage.h"
+#include "LocalTime.h"
 #include "OutputPlugin.h"
 #include "VsLog.h"
 
@@ -93,7 +94,11 @@ bool CCalcQuboid3DMgr::run(ICalcVolumeSink* newSink) {
     running = true;
     sink = newSink;
     // Moving into a thread object that is still joinable ends the process: a second run
-    // without a stop is a caller error that must not go unnoticed.
+    // without a stop is a caller error that must not go unnoticed. The new thread waits at the
+    // gate until it has been handed to `thread`, so that even a stop from its first result
+    // callback finds it there.
+    prepareLocalTime();
+    std::lock_guard gate(threadStartGate);
     std::thread started(&CCalcQuboid3DMgr::threadCalcQuboid3D, this);
     thread = std::move(started);
     return true;
@@ -124,7 +129,13 @@ void CCalcQuboid3DMgr::setCameraStatusCallback(VslbCameraStatusCallback callback
     cameraStatusCallback = callback;
 }
 
+VslbCameraStatusCallback CCalcQuboid3DMgr::cameraStatusCallbackInForce() const {
+    std::lock_guard lock(statusMutex);
+    return cameraStatusCallback;
+}
+
 void CCalcQuboid3DMgr::threadCalcQuboid3D() {
+    { std::lock_guard gate(threadStartGate); }
     if (!calculator) {
         VS_LOG_ERROR(kChannel, kThreadFn, "Can't start calc3DProc thread, calc3DVolume obj is null!\n");
         return;

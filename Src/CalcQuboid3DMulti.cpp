@@ -112,6 +112,7 @@ void CCalcQuboid3DMulti::allocateCalibration() {
 
 bool CCalcQuboid3DMulti::initialize(const std::string& cfgDir, int* outError) {
     VS_LOG_INFO(kChannel, kInitializeFn, "3DVolume do initialize starting...\n");
+    initialized = false;
     std::memset(&config, 0, sizeof config);
     cameraCount = 1;
     createParam.cameraCount = 1;
@@ -162,6 +163,7 @@ bool CCalcQuboid3DMulti::initialize(const std::string& cfgDir, int* outError) {
     result.auxPoints = nullptr;
     stopRequested.store(false);
     pendingList.clear();
+    initialized = true;
     VS_LOG_INFO(kChannel, kInitializeFn, "3DVolume do initialize finish.\n");
     return true;
 }
@@ -268,6 +270,7 @@ bool CCalcQuboid3DMulti::readConfig(const std::string& cfgDir) {
 }
 
 bool CCalcQuboid3DMulti::release() {
+    initialized = false;
     if (handle != nullptr) {
         lpmcRelease(handle);
         handle = nullptr;
@@ -333,6 +336,13 @@ bool CCalcQuboid3DMulti::fetchPass(const std::vector<Memory::TSharedPtr<CLoadIma
 bool CCalcQuboid3DMulti::process(std::vector<Memory::TSharedPtr<CLoadImage>> loaders,
                                  std::vector<BoxDims>& boxes, bool& connected, const LpmcResult*& outResult,
                                  int& outRet) {
+    if (!initialized) {
+        if (!notInitializedReported)
+            VS_LOG_ERROR(kChannel, kProcessFn, "3DVolume is not initialized, no image is processed.\n");
+        notInitializedReported = true;
+        outRet = -1;
+        return false;
+    }
     clearResult();
     int ret = -1;
     while (!stopRequested.load()) {

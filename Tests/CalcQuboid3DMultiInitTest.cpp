@@ -1,6 +1,8 @@
 // Bringing the calculator up from the files of a configuration directory.
 #include "CalcQuboid3DMulti.h"
 
+#include <filesystem>
+
 #include <gtest/gtest.h>
 
 #include "CalibFiles.h"
@@ -166,6 +168,55 @@ TEST_F(CalcInitTest, NullErrorOutputIsLeftAloneOnFailure) {
     files.write("cfg/");
     EXPECT_FALSE(calc.initialize("cfg/", nullptr));
 }
+
+// Each way initialize can fail, with no place for the code: the failure is still reported by
+// the result and the log, and nothing is written through the null pointer.
+struct InitFailure {
+    const char* name;
+    const char* fileToRemove; // from the written configuration directory, or null
+    stub::Script script;
+    const char* function;
+    const char* line;
+};
+
+stub::Script createCodeScript(int code) {
+    stub::Script s;
+    s.createCode = code;
+    return s;
+}
+
+stub::Script setConfigCodeScript(int code) {
+    stub::Script s;
+    s.setConfigCode = code;
+    return s;
+}
+
+class NullErrorOutputTest : public CalcInitTest, public ::testing::WithParamInterface<InitFailure> {};
+
+TEST_P(NullErrorOutputTest, FailsWithItsLineAndWritesNothing) {
+    const InitFailure& failure = GetParam();
+    stub::script([&](stub::Script& s) { s = failure.script; });
+    files.write("cfg/");
+    if (failure.fileToRemove != nullptr) {
+        ASSERT_TRUE(std::filesystem::remove(failure.fileToRemove));
+    }
+    EXPECT_FALSE(calc.initialize("cfg/", nullptr));
+    EXPECT_TRUE(hasError(failure.function, failure.line));
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    EveryFailurePath, NullErrorOutputTest,
+    ::testing::Values(InitFailure{"CalibrationFileMissing", "cfg/LaserMovePose.data", stub::Script{}, kInitFn,
+                                  "Read calib data failed.\n"},
+                      InitFailure{"ScanFileMissing", "cfg/CalibScanCfg.cfg", stub::Script{}, kInitFn,
+                                  "Open cfg file[cfg/CalibScanCfg.cfg] failed.\n"},
+                      InitFailure{"LibraryRefusesTheCalibration", nullptr, createCodeScript(-1110), kInitFn,
+                                  "lpmcCreate run failed, error code: -1110\n"},
+                      InitFailure{"LibraryCannotBeCreated", nullptr, createCodeScript(7), kInitFn,
+                                  "lpmcCreate run failed, error code: 7\n"},
+                      InitFailure{"SetConfigFails", nullptr, setConfigCodeScript(-8), kInitFn,
+                                  "Set config failed.\n"}),
+    [](const ::testing::TestParamInfo<InitFailure>& info) { return std::string(info.param.name); });
 
 TEST_F(CalcInitTest, IntrinsicsListWithTwelveElementsKeepsTheFirstNine) {
     files.intrinsics["InstriCamParams"] = "[1,2,3,4,5,6,7,8,9,10,11,12]";

@@ -17,6 +17,7 @@
 #include "LocalStation.h"
 #include "Lpmc.h"
 #include "LpmcStub.h"
+#include "Quboid3DSdk.h"
 #include "TempWorkDir.h"
 
 namespace quboid3d::test {
@@ -211,6 +212,38 @@ TEST_F(OutputPluginTest, DestructionAloneFinishesTheActivePlugin) {
         ASSERT_TRUE(object.initialize(true, "cfg/", nullptr));
     }
     EXPECT_EQ(recording.calls(), (std::vector<std::string>{"init [x] context null", "fini context ours"}));
+}
+
+// Through the C interface: Fini finalises, and Destroy finalises a second time, which must find
+// the plug-in finished already.
+TEST_F(OutputPluginTest, FiniThenDestroyThroughTheCInterfaceFinishesThePluginOnce) {
+    workDir.writeFile("LocalMode.dat");
+    setting() = "RecordingPlugin&x";
+    const VslbHandle handle = vslbQuboid3DCreate();
+    ASSERT_EQ(vslbQuboid3DInit(handle, "cfg/"), VSLB_OK);
+    ASSERT_EQ(vslbQuboid3DFini(handle), VSLB_OK);
+    EXPECT_EQ(recording.calls(), (std::vector<std::string>{"init [x] context null", "fini context ours"}));
+    vslbQuboid3DDestroy(handle);
+    EXPECT_EQ(recording.calls(), (std::vector<std::string>{"init [x] context null", "fini context ours"}));
+    EXPECT_EQ(log.count(OVP_LOG_INFO, "Volume", "Orvia::VisionSystem::CCalcQuboid3DMgr::finalize",
+                        "Finalize 3D volume success!\n"),
+              2);
+    EXPECT_EQ(vslbQuboid3DFini(handle), VSLB_ERR_BAD_HANDLE) << "Destroy forgot the handle";
+}
+
+TEST_F(OutputPluginTest, RunAfterAFailedPluginInitFindsNoCalculatorAndStopSucceeds) {
+    workDir.writeFile("LocalMode.dat");
+    setting() = "FailingInitPlugin&x";
+    const VslbHandle handle = vslbQuboid3DCreate();
+    ASSERT_EQ(vslbQuboid3DInit(handle, "cfg/"), VSLB_ERR_OUTPUT_PLUGIN);
+    log.clear();
+    ASSERT_EQ(vslbQuboid3DRun(handle, nullptr), VSLB_OK);
+    EXPECT_EQ(vslbQuboid3DStop(handle), VSLB_OK);
+    EXPECT_TRUE(log.has(OVP_LOG_ERROR, "Volume", "Orvia::VisionSystem::CCalcQuboid3DMgr::threadCalcQuboid3D",
+                        "Can't start calc3DProc thread, calc3DVolume obj is null!\n"));
+    EXPECT_TRUE(log.withText("Start 3D volume proc thread success.\n").empty());
+    EXPECT_EQ(stub::received().processCalls, 0);
+    vslbQuboid3DDestroy(handle);
 }
 
 TEST_F(OutputPluginTest, SecondInitializeFinishesTheFirstPluginAndLoadsAnother) {

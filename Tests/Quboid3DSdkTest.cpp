@@ -280,12 +280,33 @@ TEST_F(Quboid3DSdkTest, FrameStatusCallbackInLocalModeFailsForWantOfCameras) {
 }
 
 void cameraStatusSink(const VslbCameraStatus*) {}
+void otherCameraStatusSink(const VslbCameraStatus*) {}
 
 TEST_F(Quboid3DSdkTest, CameraStatusCallbackIsAcceptedBeforeInitAndMayBeCleared) {
     EXPECT_EQ(vslbSetCameraStatusCallback(handle, &cameraStatusSink), VSLB_OK);
     EXPECT_EQ(vslbQuboid3DInit(handle, "cfg"), VSLB_OK);
     EXPECT_EQ(vslbSetCameraStatusCallback(handle, nullptr), VSLB_OK);
     EXPECT_TRUE(log.withText("vslbSetCameraStatusCallback failed, volumeObj is null!\n").empty());
+}
+
+TEST_F(Quboid3DSdkTest, CameraStatusCallbackStaysInForceThroughInitRunStopAndFini) {
+    const CCalcQuboid3DMgr& object = *objectOf(handle);
+    ASSERT_EQ(vslbSetCameraStatusCallback(handle, &cameraStatusSink), VSLB_OK);
+    ASSERT_EQ(vslbQuboid3DInit(handle, "cfg"), VSLB_OK);
+    EXPECT_EQ(object.cameraStatusCallbackInForce(), &cameraStatusSink) << "after Init";
+    ASSERT_EQ(vslbQuboid3DRun(handle, nullptr), VSLB_OK);
+    EXPECT_EQ(object.cameraStatusCallbackInForce(), &cameraStatusSink) << "while running";
+    ASSERT_EQ(vslbQuboid3DStop(handle), VSLB_OK);
+    EXPECT_EQ(object.cameraStatusCallbackInForce(), &cameraStatusSink) << "after Stop";
+    ASSERT_EQ(vslbQuboid3DRunEx(handle, nullptr), VSLB_OK);
+    ASSERT_EQ(vslbQuboid3DStop(handle), VSLB_OK);
+    EXPECT_EQ(object.cameraStatusCallbackInForce(), &cameraStatusSink) << "after a second run";
+    ASSERT_EQ(vslbQuboid3DFini(handle), VSLB_OK);
+    EXPECT_EQ(object.cameraStatusCallbackInForce(), &cameraStatusSink) << "after Fini";
+    ASSERT_EQ(vslbQuboid3DInit(handle, "cfg"), VSLB_OK);
+    EXPECT_EQ(object.cameraStatusCallbackInForce(), &cameraStatusSink) << "after a fresh Init";
+    ASSERT_EQ(vslbSetCameraStatusCallback(handle, &otherCameraStatusSink), VSLB_OK);
+    EXPECT_EQ(object.cameraStatusCallbackInForce(), &otherCameraStatusSink) << "until it is replaced";
 }
 
 TEST_F(Quboid3DSdkTest, FiniThenInitStartsOver) {
@@ -322,6 +343,71 @@ TEST_F(Quboid3DSdkTest, ConcurrentCallersOnManyObjectsAndOneShared) {
     for (auto& thread : threads)
         thread.join();
     EXPECT_EQ(failures.load(), 0);
+}
+
+// Run after an Init that failed in the calculator: the thread finds a calculator that never
+// finished initialising, which must neither crash nor reach the sheet-of-light library. Each
+// pass ends at once (the thread goes on until stop), and the log says why, once.
+struct FailedCalculatorInit {
+    const char* name;
+    const char* cfgDir;
+    lpmc_stub::Script script;
+    int code;
+};
+
+lpmc_stub::Script scriptWith(int createCode, int getConfigCode, int setConfigCode) {
+    lpmc_stub::Script s;
+    s.createCode = createCode;
+    s.getConfigCode = getConfigCode;
+    s.setConfigCode = setConfigCode;
+    return s;
+}
+
+class RunAfterFailedInitTest : public Quboid3DSdkTest,
+                               public ::testing::WithParamInterface<FailedCalculatorInit> {};
+
+TEST_P(RunAfterFailedInitTest, EveryPassEndsAtOnceWithOneErrorLineAndStopStillSucceeds) {
+    const FailedCalculatorInit& failure = GetParam();
+    enterLocalMode();
+    lpmc_stub::script([&](lpmc_stub::Script& s) { s = failure.script; });
+    ASSERT_EQ(vslbQuboid3DInit(handle, failure.cfgDir), failure.code);
+    log.clear();
+
+    ASSERT_EQ(vslbQuboid3DRun(handle, nullptr), VSLB_OK);
+    const std::string notInitialised = "3DVolume is not initialized, no image is processed.\n";
+    ASSERT_TRUE(log.waitFor(notInitialised));
+    EXPECT_EQ(vslbQuboid3DStop(handle), VSLB_OK);
+
+    EXPECT_EQ(
+        log.count(OVP_LOG_ERROR, kVolume, "Orvia::VisionSystem::CCalcQuboid3DMulti::process", notInitialised),
+        1);
+    EXPECT_EQ(log.withText("Start 3D volume proc thread success.\n").size(), 1u);
+    EXPECT_EQ(log.withText("Exit 3D volume proc thread success.\n").size(), 1u);
+    EXPECT_EQ(lpmc_stub::received().processCalls, 0);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    EachCalculatorFailure, RunAfterFailedInitTest,
+    ::testing::Values(
+        FailedCalculatorInit{"MissingDirectory", "nowhere", scriptWith(0, 0, 0), VSLB_ERR_READ_CFG},
+        FailedCalculatorInit{"LibraryRefusesTheCalibration", "cfg", scriptWith(-1110, 0, 0),
+                             VSLB_ERR_LPMC_REFUSED},
+        FailedCalculatorInit{"LibraryCannotBeCreated", "cfg", scriptWith(7, 0, 0), VSLB_ERR_LPMC_CREATE},
+        FailedCalculatorInit{"GetConfigRefused", "cfg", scriptWith(0, -3, 0), VSLB_ERR_SET_CONFIG},
+        FailedCalculatorInit{"SetConfigRefused", "cfg", scriptWith(0, 0, -8), VSLB_ERR_SET_CONFIG}),
+    [](const ::testing::TestParamInfo<FailedCalculatorInit>& info) { return std::string(info.param.name); });
+
+TEST_F(Quboid3DSdkTest, RunAfterInitFailedForWantOfStoredImagesFindsNoCalculator) {
+    workDir.writeFile("LocalMode.dat");
+    ASSERT_EQ(vslbQuboid3DInit(handle, "cfg"), VSLB_ERR_OPEN_LOCAL_DIR);
+    log.clear();
+    ASSERT_EQ(vslbQuboid3DRun(handle, nullptr), VSLB_OK);
+    EXPECT_EQ(vslbQuboid3DStop(handle), VSLB_OK);
+    const auto lines = log.lines();
+    ASSERT_EQ(lines.size(), 1u);
+    EXPECT_EQ(lines[0].level, OVP_LOG_ERROR);
+    EXPECT_EQ(lines[0].function, "Orvia::VisionSystem::CCalcQuboid3DMgr::threadCalcQuboid3D");
+    EXPECT_EQ(lines[0].text, "Can't start calc3DProc thread, calc3DVolume obj is null!\n");
 }
 
 using Quboid3DSdkDeathTest = Quboid3DSdkTest;

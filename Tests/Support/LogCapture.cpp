@@ -22,8 +22,21 @@ void LogCapture::onLine(void* user, int level, const char* channel, const OvpLog
         line.line = loc->line;
     }
     line.text = text != nullptr ? text : "";
-    std::lock_guard lock(self->mutex_);
-    self->lines_.push_back(std::move(line));
+    {
+        std::lock_guard lock(self->mutex_);
+        self->lines_.push_back(std::move(line));
+    }
+    self->written_.notify_all();
+}
+
+bool LogCapture::waitFor(const std::string& text, std::chrono::milliseconds limit) const {
+    std::unique_lock lock(mutex_);
+    return written_.wait_for(lock, limit, [&] {
+        for (const LogLine& line : lines_)
+            if (line.text == text)
+                return true;
+        return false;
+    });
 }
 
 std::vector<LogLine> LogCapture::lines() const {

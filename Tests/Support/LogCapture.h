@@ -2,6 +2,8 @@
 // level, channel, function name and exact text of what the code under test wrote.
 #pragma once
 
+#include <chrono>
+#include <condition_variable>
 #include <mutex>
 #include <string>
 #include <vector>
@@ -38,6 +40,9 @@ public:
              const std::string& text) const {
         return count(level, channel, function, text) > 0;
     }
+    // Blocks until a line with exactly `text` has been written, or `limit` has passed; true if
+    // it was written. For lines that another thread writes.
+    bool waitFor(const std::string& text, std::chrono::milliseconds limit = std::chrono::seconds(20)) const;
     void clear();
 
 private:
@@ -45,6 +50,7 @@ private:
                        const char* text);
 
     mutable std::mutex mutex_;
+    mutable std::condition_variable written_;
     std::vector<LogLine> lines_;
 };
 
