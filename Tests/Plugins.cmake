@@ -2,7 +2,7 @@
 # without the "lib" prefix, as a site file names them, and land beside the test programs.
 function(quboid3d_test_plugin name)
     add_library(${name} MODULE Plugins/TestPlugin.cpp)
-    target_include_directories(${name} PRIVATE ${PROJECT_SOURCE_DIR}/Include)
+    target_link_libraries(${name} PRIVATE Quboid3DPublicHeaders)
     target_compile_definitions(${name} PRIVATE ${ARGN})
     set_target_properties(${name} PROPERTIES PREFIX "")
     quboid3d_warnings(${name})
