@@ -53,11 +53,10 @@ inline PluggedCamera plugLaserCamera(const std::string& serial, bool connect = t
 // build fails instead of hanging.
 class CEventLatch {
 public:
+    // Notifies under the lock: a waiter may destroy the latch as soon as it sees the count.
     void arrive() {
-        {
-            std::lock_guard lock(mutex_);
-            ++count_;
-        }
+        std::lock_guard lock(mutex_);
+        ++count_;
         changed_.notify_all();
     }
     bool waitFor(int count, std::chrono::seconds bound = std::chrono::seconds(20)) {
