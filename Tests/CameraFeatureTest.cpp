@@ -370,6 +370,21 @@ TEST(CameraFeatureTest, EveryWriteIsRecordedInOrderWithItsValue) {
     EXPECT_EQ(plugged.sim->featureWrites(), expected);
 }
 
+TEST(CameraFeatureTest, FeaturesCanBeChangedAndRemovedWhilePluggedIn) {
+    auto plugged = plugLaserCamera("FC1");
+    auto frequency = Orvia::Sim::SimFeature::integer("GevTimestampTickFrequency", 999, 0, INT64_MAX);
+    frequency.writable = false;
+    plugged.sim->setFeature(frequency);
+    CIntNode node(plugged.camera, "GevTimestampTickFrequency");
+    int64_t value = 0;
+    ASSERT_TRUE(node.getValue(value));
+    EXPECT_EQ(value, 999);
+    EXPECT_TRUE(plugged.sim->removeFeature("LineOutput"));
+    EXPECT_FALSE(plugged.sim->removeFeature("LineOutput"));
+    EXPECT_FALSE(CInternalParameterNode(internalOf(plugged), CString("LineOutput")).isValid());
+    EXPECT_TRUE(plugged.sim->featureWrites().empty());
+}
+
 TEST(CameraFeatureTest, DescriptionFromJsonReplacesAddsAndRemovesFeatures) {
     SimDeviceDescription description;
     std::string error;

@@ -76,6 +76,14 @@ void CSimCamera::clearRecords() {
     device_->clearRecords();
 }
 
+void CSimCamera::setFeature(const SimFeature& feature) {
+    device_->setFeature(feature);
+}
+
+bool CSimCamera::removeFeature(const std::string& name) {
+    return device_->removeFeature(name);
+}
+
 bool CSimCamera::peekMemory(uint64_t address, void* buffer, uint64_t length) const {
     return device_->peekMemory(address, buffer, length);
 }

@@ -474,6 +474,19 @@ void CSimDevice::recordWrite(const std::string& name, std::string value, bool ac
     writes_.push_back({name, std::move(value), accepted});
 }
 
+void CSimDevice::setFeature(const SimFeature& feature) {
+    std::lock_guard lock(mutex_);
+    features_[feature.name] = feature;
+    std::erase_if(selected_,
+                  [&](const auto& entry) { return entry.first.rfind(feature.name + "[", 0) == 0; });
+}
+
+bool CSimDevice::removeFeature(const std::string& name) {
+    std::lock_guard lock(mutex_);
+    std::erase_if(selected_, [&](const auto& entry) { return entry.first.rfind(name + "[", 0) == 0; });
+    return features_.erase(name) == 1;
+}
+
 bool CSimDevice::peekMemory(uint64_t address, void* buffer, uint64_t length) const {
     std::lock_guard lock(mutex_);
     if (!inRegisters(address, length)) {

@@ -58,6 +58,8 @@ public:
     std::vector<SimTransfer> transfers() const;
     std::vector<SimFeatureWrite> featureWrites() const;
     void clearRecords();
+    void setFeature(const SimFeature& feature);
+    bool removeFeature(const std::string& name);
     bool peekMemory(uint64_t address, void* buffer, uint64_t length) const;
     bool pokeMemory(uint64_t address, const void* buffer, uint64_t length);
     std::vector<uint8_t> privateArea() const;

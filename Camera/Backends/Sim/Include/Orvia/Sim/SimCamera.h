@@ -108,6 +108,11 @@ public:
     std::vector<SimFeatureWrite> featureWrites() const;
     void clearRecords();
 
+    // Adds a feature or replaces the one of that name, value and all, as a firmware change
+    // would; and takes one away. No record.
+    void setFeature(const SimFeature& feature);
+    bool removeFeature(const std::string& name);
+
     // The device's state seen from outside, without a transfer or a record.
     bool peekMemory(uint64_t address, void* buffer, uint64_t length) const;
     bool pokeMemory(uint64_t address, const void* buffer, uint64_t length);
