@@ -147,6 +147,31 @@ TEST(CameraEventTest, HandlerMayUnsubscribeItselfOnTheEventThread) {
     EXPECT_TRUE(removed);
 }
 
+// A camera object as the measuring library builds one: owned by a shared pointer, binding its
+// own handler through its weak self reference.
+class COwner : public Orvia::Memory::TEnableSharedFromThis<COwner> {
+public:
+    void procConnectEvent(const ConnectArgs& args) {
+        if (args.state == 0) {
+            lost.arrive();
+        }
+    }
+    CConnectArgsProc proc() { return CConnectArgsProc(shared_from_this(), &COwner::procConnectEvent); }
+    CEventLatch lost;
+};
+
+TEST(CameraEventTest, HandlerBoundThroughTheWeakSelfReference) {
+    auto plugged = plugLaserCamera("E7");
+    auto owner = std::make_shared<COwner>();
+    auto events = CSystem::getInstance().createEventSubscribe(plugged.camera);
+    ASSERT_TRUE(events->subscribeConnectArgs(owner->proc()));
+    plugged.sim->unplug();
+    ASSERT_TRUE(owner->lost.waitFor(1));
+    // A subscriber made anew, bound the same way, unsubscribes the first.
+    EXPECT_TRUE(
+        CSystem::getInstance().createEventSubscribe(plugged.camera)->unsubscribeConnectArgs(owner->proc()));
+}
+
 TEST(CameraEventTest, InjectedSubscribeFailure) {
     auto plugged = plugLaserCamera("E6");
     SimFaults faults;

@@ -138,6 +138,24 @@ TEST(CameraMemoryTest, TransfersNeedAConnectedDevice) {
     EXPECT_FALSE(assistantOf(plugged)->writeMemory(kCalibrationArea, buffer.data(), length));
 }
 
+TEST(CameraMemoryTest, CalibrationAreaReadsIn64ChunksOf512) {
+    auto plugged = plugLaserCamera("M7");
+    const auto bytes = pattern(32768, 9);
+    ASSERT_TRUE(plugged.sim->pokeMemory(kCalibrationArea, bytes.data(), bytes.size()));
+    auto* assistant = assistantOf(plugged);
+    std::vector<uint8_t> read;
+    uint64_t address = kCalibrationArea;
+    while (read.size() < 32768) {
+        uint8_t block[512] = {};
+        uint64_t length = 512;
+        ASSERT_TRUE(assistant->readMemory(address, block, length));
+        read.insert(read.end(), block, block + length);
+        address += length;
+    }
+    EXPECT_EQ(read, bytes);
+    EXPECT_EQ(plugged.sim->transfers().size(), 64u);
+}
+
 TEST(CameraMemoryTest, PrivateAreaHolds32KiBInAndOut) {
     auto plugged = plugLaserCamera("PA1");
     const auto bytes = pattern(32768, 3);

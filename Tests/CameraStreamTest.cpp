@@ -173,6 +173,22 @@ TEST(CameraStreamTest, BufferCountTakesEffectAtTheNextStart) {
     EXPECT_EQ(s.plugged.sim->emitFrames(5), 5u);
 }
 
+TEST(CameraStreamTest, DrainingOldFramesTakesThemOldestFirst) {
+    auto s = startStream("ST20", 40);
+    queueFrames(*s.frames, 0, 40);
+    ASSERT_EQ(s.plugged.sim->emitFrames(40), 40u);
+    int drained = 0;
+    for (int left = 32; left > 0; --left) {
+        CFrame frame;
+        if (!s.stream->getFrame(frame, 1)) {
+            break;
+        }
+        ++drained;
+    }
+    EXPECT_EQ(drained, 32);
+    EXPECT_EQ(fetchTimestamps(*s.stream, 40), (std::vector<uint64_t>{32, 33, 34, 35, 36, 37, 38, 39}));
+}
+
 TEST(CameraStreamTest, FetchWaitsForItsTimeoutWhenNothingArrives) {
     auto s = startStream("ST7", 4);
     CFrame frame;
