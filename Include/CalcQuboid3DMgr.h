@@ -9,7 +9,7 @@
 #include <vector>
 
 #include "BoxDims.h"
-#include "OrviaMemory.h"
+#include "Orvia/Memory/SharedPtr.h"
 #include "Quboid3DSdk.h"
 
 struct LpmcResult;

@@ -10,7 +10,7 @@
 
 #include "BoxDims.h"
 #include "Lpmc.h"
-#include "OrviaMemory.h"
+#include "Orvia/Memory/SharedPtr.h"
 
 namespace Orvia::VisionSystem {
 

@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-#include "OrviaMemory.h"
+#include "Orvia/Memory/SharedPtr.h"
 
 namespace Orvia::VisionSystem {
 

@@ -6,7 +6,7 @@
 #include <memory>
 #include <string>
 
-#include "OrviaCameraApi.h"
+#include "Orvia/CameraApi.h"
 
 namespace Orvia::Infra {
 

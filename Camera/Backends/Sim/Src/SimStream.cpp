@@ -1,0 +1,96 @@
+#include "SimStream.h"
+
+#include "SimDevice.h"
+
+namespace Orvia::Sim::Detail {
+
+CSimStream::CSimStream(CSimDevice& device, bool dropOldest) : device_(device), queue_(dropOldest) {}
+
+CSimStream::~CSimStream() {
+    stop();
+}
+
+bool CSimStream::setBufferCount(uint32_t count) {
+    if (count < 1) {
+        return false;
+    }
+    queue_.setCapacity(count);
+    return true;
+}
+
+bool CSimStream::start(uint64_t frameLimit) {
+    if (device_.faults().failStreamStart || !device_.isConnected() || queue_.isOpen()) {
+        return false;
+    }
+    stopPacer();
+    {
+        std::lock_guard lock(mutex_);
+        frameLimit_ = frameLimit;
+        offered_ = 0; // frame ids start again at 0
+        pacerStop_ = false;
+    }
+    queue_.open();
+    if (device_.deliveryMode() == DeliveryMode::Paced && device_.framesPerSecond() > 0.0) {
+        const double rate = device_.framesPerSecond();
+        std::lock_guard lock(mutex_);
+        pacer_ = std::thread([this, rate] { pace(rate); });
+    }
+    return true;
+}
+
+bool CSimStream::stop() {
+    const bool wasRunning = queue_.isOpen();
+    queue_.close();
+    stopPacer();
+    return wasRunning;
+}
+
+void CSimStream::stopPacer() {
+    std::thread pacer;
+    {
+        std::lock_guard lock(mutex_);
+        pacerStop_ = true;
+        pacer.swap(pacer_);
+    }
+    pacerWake_.notify_all();
+    if (pacer.joinable()) {
+        pacer.join();
+    }
+}
+
+void CSimStream::pace(double framesPerSecond) {
+    const auto period = std::chrono::duration_cast<std::chrono::steady_clock::duration>(
+        std::chrono::duration<double>(1.0 / framesPerSecond));
+    auto due = std::chrono::steady_clock::now();
+    std::unique_lock lock(mutex_);
+    while (!pacerStop_) {
+        due += period;
+        if (pacerWake_.wait_until(lock, due, [this] { return pacerStop_; })) {
+            return;
+        }
+        lock.unlock();
+        device_.emitOne();
+        lock.lock();
+    }
+}
+
+bool CSimStream::offer(std::shared_ptr<GenICam::Detail::CFramePayload> frame) {
+    {
+        std::lock_guard lock(mutex_);
+        if (frameLimit_ != 0 && offered_ >= frameLimit_) {
+            return false;
+        }
+        frame->frameId = offered_++;
+    }
+    return queue_.push(std::move(frame));
+}
+
+std::shared_ptr<const GenICam::Detail::CFramePayload> CSimStream::pop(std::chrono::milliseconds timeout) {
+    if (queue_.isOpen() && queue_.counters().waiting == 0 &&
+        device_.deliveryMode() == DeliveryMode::OnDemand) {
+        device_.emitOne();
+    }
+    return queue_.pop(timeout);
+}
+
+} // namespace Orvia::Sim::Detail

@@ -1,0 +1,110 @@
+#include "Core/FrameQueue.h"
+
+namespace Orvia::GenICam::Detail {
+
+struct CFrameQueue::State {
+    std::mutex mutex;
+    std::condition_variable arrived;
+    std::deque<std::shared_ptr<CFramePayload>> waiting;
+    uint32_t pendingCapacity = 16;
+    uint32_t capacity = 16;
+    uint32_t held = 0;
+    bool open = false;
+    bool dropOldest = false;
+    Counters counts;
+};
+
+CFrameQueue::CFrameQueue(bool dropOldest) : state_(std::make_shared<State>()) {
+    state_->dropOldest = dropOldest;
+}
+
+CFrameQueue::~CFrameQueue() {
+    close();
+}
+
+void CFrameQueue::setCapacity(uint32_t buffers) {
+    std::lock_guard lock(state_->mutex);
+    state_->pendingCapacity = buffers;
+}
+
+uint32_t CFrameQueue::capacity() const {
+    std::lock_guard lock(state_->mutex);
+    return state_->pendingCapacity;
+}
+
+void CFrameQueue::open() {
+    std::lock_guard lock(state_->mutex);
+    state_->waiting.clear();
+    state_->capacity = state_->pendingCapacity;
+    state_->open = true;
+}
+
+void CFrameQueue::close() {
+    std::deque<std::shared_ptr<CFramePayload>> dropped;
+    {
+        std::lock_guard lock(state_->mutex);
+        state_->open = false;
+        dropped.swap(state_->waiting);
+    }
+    state_->arrived.notify_all();
+}
+
+bool CFrameQueue::isOpen() const {
+    std::lock_guard lock(state_->mutex);
+    return state_->open;
+}
+
+bool CFrameQueue::push(std::shared_ptr<CFramePayload> frame) {
+    std::shared_ptr<CFramePayload> lost; // released outside the lock
+    {
+        std::lock_guard lock(state_->mutex);
+        State& s = *state_;
+        if (!s.open) {
+            return false;
+        }
+        if (s.waiting.size() + s.held >= s.capacity) {
+            ++s.counts.dropped;
+            if (!s.dropOldest || s.waiting.empty()) {
+                return false;
+            }
+            lost = std::move(s.waiting.front());
+            s.waiting.pop_front();
+        }
+        ++s.counts.captured;
+        s.waiting.push_back(std::move(frame));
+    }
+    state_->arrived.notify_one();
+    return true;
+}
+
+std::shared_ptr<const CFramePayload> CFrameQueue::pop(std::chrono::milliseconds timeout) {
+    std::unique_lock lock(state_->mutex);
+    State& s = *state_;
+    s.arrived.wait_for(lock, timeout, [&s] { return !s.open || !s.waiting.empty(); });
+    if (!s.open || s.waiting.empty()) {
+        return nullptr;
+    }
+    auto frame = std::move(s.waiting.front());
+    s.waiting.pop_front();
+    ++s.held;
+    ++s.counts.delivered;
+    // The buffer stays busy until the last CFrame that holds this frame lets go.
+    std::weak_ptr<State> weak = state_;
+    frame->poolSlot = std::shared_ptr<void>(nullptr, [weak](void*) {
+        if (auto state = weak.lock()) {
+            std::lock_guard release(state->mutex);
+            --state->held;
+        }
+    });
+    return frame;
+}
+
+CFrameQueue::Counters CFrameQueue::counters() const {
+    std::lock_guard lock(state_->mutex);
+    Counters c = state_->counts;
+    c.waiting = static_cast<uint32_t>(state_->waiting.size());
+    c.held = state_->held;
+    return c;
+}
+
+} // namespace Orvia::GenICam::Detail

@@ -1,0 +1,12 @@
+# The camera library: discovery and backends, features, memory, streams, connection events, and
+# the simulated cameras' frame generators.
+quboid3d_add_test(CameraDiscoveryTest SOURCES CameraDiscoveryTest.cpp LIBS Quboid3DCameraSim)
+quboid3d_add_test(CameraFeatureTest SOURCES CameraFeatureTest.cpp LIBS Quboid3DCameraSim)
+quboid3d_add_test(CameraMemoryTest SOURCES CameraMemoryTest.cpp LIBS Quboid3DCameraSim)
+# Streams wake fetches from other threads and pace frames on their own; events come on the
+# library's event thread.
+quboid3d_add_test(CameraStreamTest SOURCES CameraStreamTest.cpp LIBS Quboid3DCameraSim Threads::Threads
+                  LABELS threading)
+quboid3d_add_test(CameraEventTest SOURCES CameraEventTest.cpp LIBS Quboid3DCameraSim Threads::Threads
+                  LABELS threading)
+quboid3d_add_test(CameraScanSimTest SOURCES CameraScanSimTest.cpp LIBS Quboid3DCameraScanSim)
