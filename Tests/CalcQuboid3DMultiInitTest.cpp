@@ -2,6 +2,7 @@
 #include "CalcQuboid3DMulti.h"
 
 #include <filesystem>
+#include <ostream>
 
 #include <gtest/gtest.h>
 
@@ -178,6 +179,10 @@ struct InitFailure {
     const char* function;
     const char* line;
 };
+
+void PrintTo(const InitFailure& failure, std::ostream* out) {
+    *out << failure.name;
+}
 
 stub::Script createCodeScript(int code) {
     stub::Script s;

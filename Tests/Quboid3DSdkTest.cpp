@@ -1,6 +1,7 @@
 #include "Quboid3DSdk.h"
 
 #include <atomic>
+#include <ostream>
 #include <stdexcept>
 #include <thread>
 
@@ -354,6 +355,10 @@ struct FailedCalculatorInit {
     lpmc_stub::Script script;
     int code;
 };
+
+void PrintTo(const FailedCalculatorInit& failure, std::ostream* out) {
+    *out << failure.name;
+}
 
 lpmc_stub::Script scriptWith(int createCode, int getConfigCode, int setConfigCode) {
     lpmc_stub::Script s;
