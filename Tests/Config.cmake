@@ -1,5 +1,5 @@
 # Configuration store: the key-value parser and the site settings.
-quboid3d_add_test(KeyValueCfgParserTest SOURCES KeyValueCfgParserTest.cpp)
+quboid3d_add_test(KeyValueCfgParserTest SOURCES KeyValueCfgParserTest.cpp LIBS ConfigFormat)
 target_include_directories(KeyValueCfgParserTest PRIVATE ${PROJECT_SOURCE_DIR}/Include)
 # Each case builds the process-wide settings in a child process of its own.
 quboid3d_add_test(AdvancedConfigTest SOURCES AdvancedConfigTest.cpp LIBS Quboid3DSdkCore)
