@@ -14,10 +14,15 @@ using namespace lpmctest;
 constexpr int kWidth = 2560, kHeight = 256, kFrames = 400;
 
 // One cycle of frames: empty belt, a 250 x 180 x 200 mm box passing at 20 degrees, empty belt.
+// The test station with more pixels, over a belt wider than the field of view so that every
+// column holds a line, as on a site whose belt fills the image.
 ScanSim::Station benchStation() {
     ScanSim::StationDesign d = testStationDesign();
     d.imageWidth = kWidth;
     d.imageHeight = kHeight;
+    const double seen = d.acrossMargin * d.beltWidth; // what the columns take at the aim height
+    d.beltWidth = 1300.0;
+    d.acrossMargin = seen / d.beltWidth;
     return ScanSim::designStation(d);
 }
 
