@@ -9,7 +9,7 @@
 #include <vector>
 
 #include "LineExtraction.h"
-#include "LpmcSynthetic.h"
+#include "LpmcBoxScan.h"
 
 namespace {
 

@@ -1,12 +1,11 @@
 // Speed of lpmcProcess on 2560 x 256 Mono8 frames of a box passing the laser line, on one core,
 // beside memcpy of the same bytes. Frames per second are the items per second of each line.
 #include <cstring>
-#include <random>
 #include <vector>
 
 #include <benchmark/benchmark.h>
 
-#include "LpmcSynthetic.h"
+#include "LpmcBoxScan.h"
 
 namespace {
 
@@ -15,25 +14,32 @@ using namespace lpmctest;
 constexpr int kWidth = 2560, kHeight = 256, kFrames = 400;
 
 // One cycle of frames: empty belt, a 250 x 180 x 200 mm box passing at 20 degrees, empty belt.
+// The test station with more pixels, over a belt wider than the field of view so that every
+// column holds a line, as on a site whose belt fills the image.
+ScanSim::Station benchStation() {
+    ScanSim::StationDesign d = testStationDesign();
+    d.imageWidth = kWidth;
+    d.imageHeight = kHeight;
+    const double seen = d.acrossMargin * d.beltWidth; // what the columns take at the aim height
+    d.beltWidth = 1300.0;
+    d.acrossMargin = seen / d.beltWidth;
+    return ScanSim::designStation(d);
+}
+
 struct Frames {
-    Station station;
-    std::unique_ptr<Calibration> cal;
+    ScanSim::Station station = benchStation();
+    std::unique_ptr<Calibration> cal = calibrationOf(station, 0.0, 0.5);
     std::vector<std::vector<uint8_t>> mono8;
     std::vector<LineFrame> lines;
     Frames() {
-        StationDesign d;
-        d.width = kWidth;
-        d.height = kHeight;
-        station = makeStation(d);
-        cal = station.calibration(0.0, 0.5);
-        std::mt19937 rng(1);
         const Box box{250, 180, 200, 60, -170.3, 20, 0.6};
+        CBoxScan lineScan(station, {box}, 1.0, cleanOptics(220.0));
+        CBoxScan mono8Scan(station, {box}, 1.0, stripeOptics(220.0));
         mono8.resize(kFrames);
         lines.resize(kFrames);
         for (int k = 0; k < kFrames; ++k) {
-            renderLine(station, {box}, k, 220.0, lines[static_cast<size_t>(k)]);
-            renderMono8(lines[static_cast<size_t>(k)], kWidth, kHeight, StripeOptics{}, rng,
-                        mono8[static_cast<size_t>(k)]);
+            lineScan.line(k, lines[static_cast<size_t>(k)]);
+            mono8Scan.mono8(k, mono8[static_cast<size_t>(k)]);
         }
     }
 };

@@ -19,6 +19,7 @@
 #include <sstream>
 #include <string>
 
+#include "Orvia/ConfigFormat/KeyValueWriter.h"
 #include "VsLog.h"
 
 namespace Orvia::VisionSystem {
@@ -172,14 +173,11 @@ inline void CKeyValueCfgParser::setVal(const std::string& key, const std::string
 }
 
 inline bool CKeyValueCfgParser::saveKeyValueCfg(const char* path) {
-    std::FILE* file = std::fopen(path, "w");
-    if (file == nullptr) {
+    // A file that was created counts as saved, whatever happened to the writes after.
+    if (ConfigFormat::writeKeyValueFile(path, values) == ConfigFormat::KeyValueWrite::NotCreated) {
         VS_LOG_ERROR(kChannel, kSaveFn, "Create cfg failed, not found[%s]!\n", path);
         return false;
     }
-    for (const auto& [key, value] : values)
-        std::fprintf(file, "%s = %s\n", key.c_str(), value.c_str());
-    std::fclose(file);
     return true;
 }
 

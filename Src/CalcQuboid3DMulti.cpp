@@ -11,11 +11,14 @@
 
 #include "KeyValueCfgParser.h"
 #include "LoadImage.h"
+#include "Orvia/ConfigFormat/CalibFiles.h"
 #include "Quboid3DSdk.h"
 #include "VsLog.h"
 
 namespace Orvia::VisionSystem {
 namespace {
+
+namespace ScanKey = ConfigFormat::ScanKey;
 
 constexpr const char* kLogSource = "Src/CalcQuboid3DMulti.cpp";
 constexpr const char* kChannel = "Volume";
@@ -69,9 +72,9 @@ void copyList(CKeyValueCfgParser& parser, const char* key, double* target, int c
 }
 
 // The per-camera calibration file names, formed in buffers of 512 bytes.
-std::string cameraFile(const char* format, const std::string& dir, std::uint32_t camera) {
+std::string cameraFile(const std::string& dir, const std::string& name) {
     char path[512];
-    std::snprintf(path, sizeof path, format, dir.c_str(), static_cast<int>(camera));
+    std::snprintf(path, sizeof path, "%s%s", dir.c_str(), name.c_str());
     return path;
 }
 
@@ -125,7 +128,7 @@ bool CCalcQuboid3DMulti::initialize(const std::string& cfgDir, int* outError) {
     }
     VS_LOG_INFO(kChannel, kInitializeFn, "Read calib data success.\n");
 
-    const std::string scanPath = dirOrDefault(cfgDir) + "CalibScanCfg.cfg";
+    const std::string scanPath = dirOrDefault(cfgDir) + ConfigFormat::kScanFile;
     CKeyValueCfgParser scan;
     if (!scan.parseKeyValueCfg(scanPath.c_str(), true)) {
         setError(outError, VSLB_ERR_READ_CFG);
@@ -133,14 +136,14 @@ bool CCalcQuboid3DMulti::initialize(const std::string& cfgDir, int* outError) {
         return false;
     }
     createParam.cameraCount = static_cast<std::int32_t>(cameraCount);
-    scan.getVal("scan_frame_num", createParam.frameNum);
+    scan.getVal(ScanKey::kFrameNum, createParam.frameNum);
     for (std::uint32_t i = 0; i < cameraCount; ++i) {
-        scan.getVal("image_width", createParam.imageSize[i].width);
-        scan.getVal("image_height", createParam.imageSize[i].height);
+        scan.getVal(ScanKey::kImageWidth, createParam.imageSize[i].width);
+        scan.getVal(ScanKey::kImageHeight, createParam.imageSize[i].height);
     }
     createParam.reserved0 = 0;
     createParam.reserved1 = 2;
-    scan.getVal("scan_frame_timeout", frameTimeout);
+    scan.getVal(ScanKey::kFrameTimeout, frameTimeout);
 
     if (const int code = lpmcCreate(&handle, &createParam); code != 0) {
         setError(outError, translateCreateFailure(code));
@@ -170,21 +173,21 @@ bool CCalcQuboid3DMulti::initialize(const std::string& cfgDir, int* outError) {
 
 bool CCalcQuboid3DMulti::readCalibData(const std::string& cfgDir) {
     const std::string dir = dirOrDefault(cfgDir);
-    const std::string planePath = dir + "LightPlaneParam.data";
+    const std::string planePath = dir + ConfigFormat::kLightPlaneFile;
     CKeyValueCfgParser plane;
     if (!plane.parseKeyValueCfg(planePath.c_str(), true)) {
         VS_LOG_ERROR(kChannel, kReadCalibFn, "Open cfg file[%s] failed.\n", planePath.c_str());
         return false;
     }
-    const std::string motionPath = dir + "LaserMovePose.data";
+    const std::string motionPath = dir + ConfigFormat::kMovePoseFile;
     CKeyValueCfgParser motion;
     if (!motion.parseKeyValueCfg(motionPath.c_str(), true)) {
         VS_LOG_ERROR(kChannel, kReadCalibFn, "Open cfg file[%s] failed.\n", motionPath.c_str());
         return false;
     }
     for (std::uint32_t i = 0; i < cameraCount; ++i) {
-        const std::string intrinsicsPath = cameraFile("%sCamInstrinsic%d.data", dir, i);
-        const std::string extrinsicsPath = cameraFile("%sCamExtrinsic%d.data", dir, i);
+        const std::string intrinsicsPath = cameraFile(dir, ConfigFormat::intrinsicsFile(i));
+        const std::string extrinsicsPath = cameraFile(dir, ConfigFormat::extrinsicsFile(i));
         CKeyValueCfgParser intrinsics;
         if (!intrinsics.parseKeyValueCfg(intrinsicsPath.c_str(), true)) {
             VS_LOG_ERROR(kChannel, kReadCalibFn, "Open cfg file[%s] failed.\n", intrinsicsPath.c_str());
@@ -196,15 +199,17 @@ bool CCalcQuboid3DMulti::readCalibData(const std::string& cfgDir) {
             return false;
         }
         LpmcCameraCalib& calib = *createParam.calib[i];
-        copyList(intrinsics, "InstriCamParams", calib.lens->intrinsics, kIntrinsicsCount);
-        copyList(intrinsics, "InstriCamDistorTion", calib.lens->distortion, kDistortionCount);
-        copyList(extrinsics, "ExtriCamParams", calib.lens->extrinsics, kExtrinsicsCount);
-        plane.getVal("PlaneA", calib.plane->PlaneA);
-        plane.getVal("PlaneB", calib.plane->PlaneB);
-        plane.getVal("PlaneC", calib.plane->PlaneC);
-        plane.getVal("PlaneHeightFactor", calib.plane->PlaneHeightFactor);
-        motion.getVal("SpeedVx", calib.motion->SpeedVx);
-        motion.getVal("SpeedVy", calib.motion->SpeedVy);
+        copyList(intrinsics, ConfigFormat::IntrinsicsKey::kCameraMatrix, calib.lens->intrinsics,
+                 kIntrinsicsCount);
+        copyList(intrinsics, ConfigFormat::IntrinsicsKey::kDistortion, calib.lens->distortion,
+                 kDistortionCount);
+        copyList(extrinsics, ConfigFormat::ExtrinsicsKey::kPose, calib.lens->extrinsics, kExtrinsicsCount);
+        plane.getVal(ConfigFormat::LightPlaneKey::kA, calib.plane->PlaneA);
+        plane.getVal(ConfigFormat::LightPlaneKey::kB, calib.plane->PlaneB);
+        plane.getVal(ConfigFormat::LightPlaneKey::kC, calib.plane->PlaneC);
+        plane.getVal(ConfigFormat::LightPlaneKey::kHeightFactor, calib.plane->PlaneHeightFactor);
+        motion.getVal(ConfigFormat::MovePoseKey::kSpeedVx, calib.motion->SpeedVx);
+        motion.getVal(ConfigFormat::MovePoseKey::kSpeedVy, calib.motion->SpeedVy);
         if (forceUnitSpeedVy)
             calib.motion->SpeedVy = 1.0;
     }
@@ -232,37 +237,37 @@ bool CCalcQuboid3DMulti::setConfig(const std::string& cfgDir) {
 }
 
 bool CCalcQuboid3DMulti::readConfig(const std::string& cfgDir) {
-    const std::string path = dirOrDefault(cfgDir) + "CalibScanCfg.cfg";
+    const std::string path = dirOrDefault(cfgDir) + ConfigFormat::kScanFile;
     CKeyValueCfgParser scan;
     if (!scan.parseKeyValueCfg(path.c_str(), true)) {
         VS_LOG_ERROR(kChannel, kReadConfigFn, "Open cfg file[%s] failed.\n", path.c_str());
         return false;
     }
     config.cameraCount = static_cast<std::int32_t>(cameraCount);
-    scan.getVal("laserline_type", config.laserline_type);
-    scan.getVal("laserline_extract_method", config.laserline_extract_method);
-    scan.getVal("scan_chessboard_height", config.scan_chessboard_height);
-    scan.getVal("scan_mult_package_flag", config.scan_mult_package_flag);
-    scan.getVal("scan_end_frame_num", config.scan_end_frame_num);
-    scan.getVal("scan_min_l", config.scan_min_l);
-    scan.getVal("scan_min_w", config.scan_min_w);
-    scan.getVal("scan_min_h", config.scan_min_h);
-    scan.getVal("scan_max_l", config.scan_max_l);
-    scan.getVal("scan_max_w", config.scan_max_w);
-    scan.getVal("scan_max_h", config.scan_max_h);
-    scan.getVal("scan_deep_img_w", config.scan_deep_img_w);
-    scan.getVal("scan_deep_img_h", config.scan_deep_img_h);
-    scan.getVal("scan_noise_factor", config.scan_noise_factor);
-    scan.getVal("scan_volume_finite_flag", config.scan_volume_finite_flag);
-    scan.getVal("scan_package_intime_flag", config.scan_package_intime_flag);
-    scan.getVal("scan_package_distance", config.scan_package_distance);
+    scan.getVal(ScanKey::kLaserlineType, config.laserline_type);
+    scan.getVal(ScanKey::kExtractMethod, config.laserline_extract_method);
+    scan.getVal(ScanKey::kChessboardHeight, config.scan_chessboard_height);
+    scan.getVal(ScanKey::kMultPackageFlag, config.scan_mult_package_flag);
+    scan.getVal(ScanKey::kEndFrameNum, config.scan_end_frame_num);
+    scan.getVal(ScanKey::kMinLength, config.scan_min_l);
+    scan.getVal(ScanKey::kMinWidth, config.scan_min_w);
+    scan.getVal(ScanKey::kMinHeight, config.scan_min_h);
+    scan.getVal(ScanKey::kMaxLength, config.scan_max_l);
+    scan.getVal(ScanKey::kMaxWidth, config.scan_max_w);
+    scan.getVal(ScanKey::kMaxHeight, config.scan_max_h);
+    scan.getVal(ScanKey::kDeepImageWidth, config.scan_deep_img_w);
+    scan.getVal(ScanKey::kDeepImageHeight, config.scan_deep_img_h);
+    scan.getVal(ScanKey::kNoiseFactor, config.scan_noise_factor);
+    scan.getVal(ScanKey::kVolumeFiniteFlag, config.scan_volume_finite_flag);
+    scan.getVal(ScanKey::kPackageIntimeFlag, config.scan_package_intime_flag);
+    scan.getVal(ScanKey::kPackageDistance, config.scan_package_distance);
     for (std::uint32_t i = 0; i < cameraCount; ++i) {
-        scan.getVal("thresh", config.thresh[i]);
-        scan.getVal("image_width", config.region[i]->width);
-        scan.getVal("image_height", config.region[i]->height);
-        scan.getVal("scan_encode_flag", config.scan_encode_flag[i]);
-        scan.getVal("scan_encode_step", config.scan_encode_step[i]);
-        scan.getVal("scan_gauss_radius", config.scan_gauss_radius[i]);
+        scan.getVal(ScanKey::kThresh, config.thresh[i]);
+        scan.getVal(ScanKey::kImageWidth, config.region[i]->width);
+        scan.getVal(ScanKey::kImageHeight, config.region[i]->height);
+        scan.getVal(ScanKey::kEncodeFlag, config.scan_encode_flag[i]);
+        scan.getVal(ScanKey::kEncodeStep, config.scan_encode_step[i]);
+        scan.getVal(ScanKey::kGaussRadius, config.scan_gauss_radius[i]);
         config.region[i]->x = 0;
         config.region[i]->y = 0;
     }

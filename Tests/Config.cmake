@@ -1,5 +1,4 @@
 # Configuration store: the key-value parser and the site settings.
-quboid3d_add_test(KeyValueCfgParserTest SOURCES KeyValueCfgParserTest.cpp)
-target_link_libraries(KeyValueCfgParserTest PRIVATE Quboid3DInternalHeaders)
+quboid3d_add_test(KeyValueCfgParserTest SOURCES KeyValueCfgParserTest.cpp LIBS Quboid3DInternalHeaders)
 # Each case builds the process-wide settings in a child process of its own.
 quboid3d_add_test(AdvancedConfigTest SOURCES AdvancedConfigTest.cpp LIBS Quboid3DSdkCore)

@@ -1,10 +1,6 @@
 # Tests of the sheet-of-light library (Lpmc/): each unit through its internal header, the whole
-# pipeline on a synthetic station, the C interface of the shared library, and measurements of
-# ScanSim scans against their truth.
-add_library(LpmcTestSupport STATIC LpmcSupport/LpmcSynthetic.cpp)
-target_include_directories(LpmcTestSupport PUBLIC ${CMAKE_CURRENT_SOURCE_DIR}/LpmcSupport)
-target_link_libraries(LpmcTestSupport PUBLIC LaserPlaneMultCameras64)
-quboid3d_warnings(LpmcTestSupport)
+# pipeline on boxes rendered by ScanSim, the C interface of the shared library, and measurements
+# of ScanSim scans against their truth. LpmcTestSupport comes from Tests/LpmcSupport/.
 
 quboid3d_add_test(LpmcScannerTest SOURCES LpmcScannerTest.cpp LIBS LaserPlaneMultCameras64 LpmcTestSupport)
 quboid3d_add_test(LpmcLineExtractionTest SOURCES LpmcLineExtractionTest.cpp LIBS LpmcCore LpmcTestSupport)
@@ -32,10 +28,6 @@ if(NOT WIN32 AND NOT APPLE)
 endif()
 
 # ScanSim scans against their truth, through the shared library.
-add_library(LpmcScanSimSupport STATIC LpmcSupport/LpmcScanSim.cpp)
-target_include_directories(LpmcScanSimSupport PUBLIC ${CMAKE_CURRENT_SOURCE_DIR}/LpmcSupport)
-target_link_libraries(LpmcScanSimSupport PUBLIC LaserPlaneMultCameras64 ScanSim)
-quboid3d_warnings(LpmcScanSimSupport)
-quboid3d_add_test(LpmcScanSimTest SOURCES LpmcScanSimTest.cpp LIBS LpmcScanSimSupport)
+quboid3d_add_test(LpmcScanSimTest SOURCES LpmcScanSimTest.cpp LIBS LpmcTestSupport)
 target_compile_definitions(LpmcScanSimTest PRIVATE QUBOID3D_SOURCE_DIR="${PROJECT_SOURCE_DIR}")
 quboid3d_add_test(LpmcAllocationTest SOURCES LpmcAllocationTest.cpp LIBS LpmcTestSupport)

@@ -8,7 +8,7 @@
 
 #include <gtest/gtest.h>
 
-#include "LpmcSynthetic.h"
+#include "LpmcBoxScan.h"
 
 namespace {
 std::atomic<bool> counting{false};
@@ -64,10 +64,11 @@ namespace {
 using namespace lpmctest;
 
 // Frames rendered beforehand, so that only lpmcProcess runs while counting.
-std::vector<LineFrame> render(const Station& st, const std::vector<Box>& boxes, int count) {
+std::vector<LineFrame> render(const ScanSim::Station& st, const std::vector<Box>& boxes, int count) {
     std::vector<LineFrame> frames(static_cast<size_t>(count));
+    CBoxScan scan(st, boxes);
     for (int k = 0; k < count; ++k) {
-        renderLine(st, boxes, k, 200.0, frames[static_cast<size_t>(k)]);
+        scan.line(k, frames[static_cast<size_t>(k)]);
     }
     return frames;
 }
@@ -92,8 +93,8 @@ long countDuring(void* handle, const std::vector<LineFrame>& frames, int64_t fir
 }
 
 TEST(LpmcAllocationTest, ProcessingFramesAllocatesNothing) {
-    const Station st = makeStation(StationDesign{});
-    const auto cal = st.calibration(0.0, 0.5);
+    const ScanSim::Station st = testStation();
+    const auto cal = calibrationOf(st, 0.0, 0.5);
     for (int intime : {1, 0}) {
         Instance inst;
         ASSERT_EQ(openInstance(st, *cal, 1000, inst,

@@ -6,20 +6,20 @@
 
 #include <gtest/gtest.h>
 
-#include "LpmcSynthetic.h"
+#include "LpmcBoxScan.h"
 
 namespace {
 
 using namespace lpmctest;
 
 struct Api {
-    Station station = makeStation(StationDesign{});
-    std::unique_ptr<Calibration> cal = station.calibration(0.0, 0.5);
+    ScanSim::Station station = testStation();
+    std::unique_ptr<Calibration> cal = calibrationOf(station, 0.0, 0.5);
     LpmcCreateParam param{};
     Api() {
         param.frameNum = 500;
         param.cameraCount = 1;
-        param.imageSize[0] = {station.design.width, station.design.height};
+        param.imageSize[0] = {station.camera.width, station.camera.height};
         param.calib[0] = &cal->calib;
         param.reserved1 = 2;
     }
@@ -82,7 +82,7 @@ TEST(LpmcApiTest, ConfigurationCallsCheckTheirArguments) {
     EXPECT_EQ(lpmcGetConfig(inst.handle, &cfg), LPMC_ERR_NULL_ARGUMENT); // no region record
     cfg.region[0] = &region;
     ASSERT_EQ(lpmcGetConfig(inst.handle, &cfg), LPMC_OK);
-    EXPECT_EQ(region.width, a.station.design.width);
+    EXPECT_EQ(region.width, a.station.camera.width);
     EXPECT_EQ(cfg.cameraCount, 1);
     EXPECT_EQ(lpmcSetConfig(nullptr, &cfg), LPMC_ERR_NULL_HANDLE);
     EXPECT_EQ(lpmcSetConfig(inst.handle, nullptr), LPMC_ERR_NULL_ARGUMENT);
@@ -105,10 +105,10 @@ TEST(LpmcApiTest, ProcessChecksItsArgumentsAndNeedsAConfiguration) {
     Api a;
     Instance inst;
     ASSERT_EQ(a.create(&inst.handle), LPMC_OK);
-    std::vector<uint8_t> pixels(static_cast<size_t>(a.station.design.width * a.station.design.height), 0);
+    std::vector<uint8_t> pixels(static_cast<size_t>(a.station.camera.width * a.station.camera.height), 0);
     LpmcImageDesc desc{};
-    desc.width = a.station.design.width;
-    desc.height = a.station.design.height;
+    desc.width = a.station.camera.width;
+    desc.height = a.station.camera.height;
     desc.pixels = pixels.data();
     LpmcInput in{};
     in.imageType[0] = LPMC_IMAGE_MONO8;
@@ -162,7 +162,7 @@ TEST(LpmcApiTest, ReleaseTakesNullAndRepeatedCreateReleaseLeaksNothing) {
         ASSERT_EQ(openInstance(a.station, *a.cal, 300, inst, [](LpmcConfig&) {}), 0);
         const Box box{120, 90, 60, 0, -60.3, 10, 0.8};
         if (i % 5 == 0) { // now and then a box runs through before the release
-            const auto results = runLineScan(inst.handle, a.station, {box}, 160, 1.0);
+            const auto results = runLineScan(inst.handle, a.station, {box}, 160);
             ASSERT_EQ(results.size(), 1u);
         }
     }
@@ -177,7 +177,7 @@ TEST(LpmcApiTest, TwoHandlesMeasureOnTwoThreadsAtOnce) {
     for (int i = 0; i < 2; ++i) {
         Instance inst;
         ASSERT_EQ(openInstance(a.station, *a.cal, 500, inst, [](LpmcConfig&) {}), 0);
-        alone[i] = runLineScan(inst.handle, a.station, {boxes[static_cast<size_t>(i)]}, frames, 1.0);
+        alone[i] = runLineScan(inst.handle, a.station, {boxes[static_cast<size_t>(i)]}, frames);
         ASSERT_EQ(alone[i].size(), 1u);
     }
     Instance inst[2];
@@ -187,8 +187,7 @@ TEST(LpmcApiTest, TwoHandlesMeasureOnTwoThreadsAtOnce) {
     std::thread workers[2];
     for (int i = 0; i < 2; ++i) {
         workers[i] = std::thread([&, i] {
-            together[i] =
-                runLineScan(inst[i].handle, a.station, {boxes[static_cast<size_t>(i)]}, frames, 1.0);
+            together[i] = runLineScan(inst[i].handle, a.station, {boxes[static_cast<size_t>(i)]}, frames);
         });
     }
     for (auto& w : workers) {

@@ -8,7 +8,7 @@
 
 #include "ColumnMaxima.h"
 #include "LineExtraction.h"
-#include "LpmcSynthetic.h"
+#include "LpmcBoxScan.h"
 
 namespace {
 

@@ -1,5 +1,5 @@
-// The whole pipeline through the five functions on the synthetic station: boxes of known size
-// and pose, rendered as line forms and as Mono8 frames, measured and compared with the truth;
+// The whole pipeline through the five functions on the test station: boxes of known size and
+// pose, rendered by ScanSim as line forms and as Mono8 frames, measured and compared with the truth;
 // limits, the field of view, side-by-side packages, noise, motion, times and point lists.
 #include <algorithm>
 #include <cmath>
@@ -7,28 +7,33 @@
 
 #include <gtest/gtest.h>
 
-#include "LpmcSynthetic.h"
+#include "LpmcBoxScan.h"
 
 namespace {
 
 using namespace lpmctest;
 
-struct Scan {
-    Station station = makeStation(StationDesign{});
-    std::unique_ptr<Calibration> cal = station.calibration(0.0, 0.5); // 1 mm per stored image
+struct Station {
+    ScanSim::Station station = testStation();
+    std::unique_ptr<Calibration> cal = calibrationOf(station, 0.0, 0.5); // 1 mm per stored image
 };
 
-void expectBox(const LpmcBox& got, const Box& box, double tol) {
-    const Truth t = truthOf(box, 1.0);
+// A scan of boxes at 1 mm per frame, and what was found in it.
+struct Scan {
+    std::vector<Result> results;
+    ScanSim::ScanTruth truth;
+};
+
+void expectBox(const LpmcBox& got, const ScanSim::ObjectTruth& t, double tol) {
     EXPECT_NEAR(got.length, t.length, tol);
     EXPECT_NEAR(got.width, t.width, tol);
     EXPECT_NEAR(got.height, t.height, tol);
-    EXPECT_NEAR(slantDifference(slantOf(got), t.slantDeg, t.length == t.width), 0.0, 0.5);
+    EXPECT_NEAR(slantDifference(slantOf(got), t.slantAngleDeg, t.length == t.width), 0.0, 0.5);
     // The reported frame is the board frame at the enter time: move the centre into the frame of
     // the truth's first frame before comparing.
     const double enterFrame = (got.objEnterTime - 1.0) / 2.0;
-    EXPECT_NEAR(got.center[0], t.cx, tol);
-    EXPECT_NEAR(got.center[1] - (enterFrame - static_cast<double>(t.firstFrame)), t.cy, tol);
+    EXPECT_NEAR(got.center[0], t.centre.x, tol);
+    EXPECT_NEAR(got.center[1] - (enterFrame - static_cast<double>(t.firstFrame)), t.centre.y, tol);
     EXPECT_NEAR(got.center[2], 0.5 * t.height, tol);
     EXPECT_NEAR(got.axis2[2], 1.0f, 1e-6);
     EXPECT_GE(got.axis1[1], 0.0f);
@@ -45,8 +50,8 @@ int32_t framesFor(const std::vector<Box>& boxes) {
     return static_cast<int32_t>(last) + 40;
 }
 
-std::vector<Result> lineScan(const Scan& s, const std::vector<Box>& boxes,
-                             void (*edit)(LpmcConfig&) = nullptr, int32_t frameNum = 2000) {
+Scan lineScan(const Station& s, const std::vector<Box>& boxes, void (*edit)(LpmcConfig&) = nullptr,
+              int32_t frameNum = 2000) {
     Instance inst;
     EXPECT_EQ(openInstance(s.station, *s.cal, frameNum, inst,
                            [edit](LpmcConfig& c) {
@@ -55,101 +60,106 @@ std::vector<Result> lineScan(const Scan& s, const std::vector<Box>& boxes,
                                }
                            }),
               0);
-    return runLineScan(inst.handle, s.station, boxes, framesFor(boxes), 1.0);
+    CBoxScan scan(s.station, boxes);
+    Scan out;
+    out.results = runLineScan(inst.handle, scan, framesFor(boxes));
+    out.truth = scan.truth();
+    return out;
 }
 
 TEST(LpmcScannerTest, MeasuresBoxesOfManySizesAndYawsFromTheLineForm) {
-    Scan s;
+    Station s;
     const Box boxes[] = {{400, 250, 180, 20.3, -300.4, 0, 0.8},  {400, 250, 180, -150, -300.7, 30, 0.8},
                          {100, 60, 50, 200.2, -100.2, 45, 0.1},  {700, 500, 600, 0, -500.1, 10, 0.8},
                          {300, 300, 100, -200, -200.6, 17, 0.5}, {80, 80, 60, 100, -70.5, -33, 0.8}};
     for (const Box& box : boxes) {
         SCOPED_TRACE(::testing::Message() << box.length << " x " << box.width << " yaw " << box.yawDeg);
-        const auto results = lineScan(s, {box});
+        const auto [results, truth] = lineScan(s, {box});
         ASSERT_EQ(results.size(), 1u);
         ASSERT_EQ(results[0].state, LPMC_STATE_BOXES);
         ASSERT_EQ(results[0].boxes.size(), 1u);
-        expectBox(results[0].boxes[0], box, 2.5);
+        expectBox(results[0].boxes[0], truth.objects.at(0), 2.5);
     }
 }
 
 TEST(LpmcScannerTest, MeasuresABoxFromNoisyMono8Frames) {
-    Scan s;
+    Station s;
     Instance inst;
     ASSERT_EQ(openInstance(s.station, *s.cal, 2000, inst, [](LpmcConfig&) {}), 0);
     const Box box{260, 180, 140, -40, -140.3, 20, 0.1}; // dark: peaks of 20 grey over 4 of ambient
-    StripeOptics optics;
-    optics.noise = 1.5;
-    const auto results = runMono8Scan(inst.handle, s.station, {box}, framesFor({box}), 1.0, optics, 9);
+    ScanSim::Optics optics = stripeOptics();
+    optics.sensorNoise = 1.5;
+    CBoxScan scan(s.station, {box}, 1.0, optics, 9);
+    const auto results = runMono8Scan(inst.handle, scan, framesFor({box}));
     ASSERT_EQ(results.size(), 1u);
     ASSERT_EQ(results[0].state, LPMC_STATE_BOXES);
-    expectBox(results[0].boxes.at(0), box, 2.5);
+    expectBox(results[0].boxes.at(0), scan.truth().objects.at(0), 2.5);
 }
 
 TEST(LpmcScannerTest, SideBySidePackagesAreSeparateBoxesUnlessTheFlagIsOff) {
-    Scan s;
+    Station s;
     const std::vector<Box> pair = {{300, 200, 150, -200, -200.3, 0, 0.8},
                                    {250, 150, 250, 150, -180.8, 15, 0.8}};
     // Reported as soon as each is complete: two results, one box each.
-    auto results = lineScan(s, pair);
-    ASSERT_EQ(results.size(), 2u);
-    for (const auto& r : results) {
+    const Scan inTime = lineScan(s, pair);
+    ASSERT_EQ(inTime.results.size(), 2u);
+    for (const auto& r : inTime.results) {
         ASSERT_EQ(r.boxes.size(), 1u);
-        const Box& truth = std::fabs(r.boxes[0].center[0] - pair[0].x) < 50 ? pair[0] : pair[1];
-        expectBox(r.boxes[0], truth, 2.5);
+        const size_t which = std::fabs(r.boxes[0].center[0] - pair[0].x) < 50 ? 0 : 1;
+        expectBox(r.boxes[0], inTime.truth.objects.at(which), 2.5);
     }
     // Held until the line is clear: one result with both.
-    results = lineScan(s, pair, [](LpmcConfig& c) { c.scan_package_intime_flag = 0; });
+    auto results = lineScan(s, pair, [](LpmcConfig& c) { c.scan_package_intime_flag = 0; }).results;
     ASSERT_EQ(results.size(), 1u);
     ASSERT_EQ(results[0].boxes.size(), 2u);
     // One object for everything seen together.
-    results = lineScan(s, pair, [](LpmcConfig& c) { c.scan_mult_package_flag = 0; });
+    results = lineScan(s, pair, [](LpmcConfig& c) { c.scan_mult_package_flag = 0; }).results;
     ASSERT_EQ(results.size(), 1u);
     ASSERT_EQ(results[0].boxes.size(), 1u);
     EXPECT_GT(results[0].boxes[0].length, 500.0f); // both across the belt: about 550 mm
 }
 
 TEST(LpmcScannerTest, FivePackagesSideBySideComeOutInOneResult) {
-    Scan s;
+    Station s;
     std::vector<Box> row;
     for (int i = 0; i < 5; ++i) {
         row.push_back({150, 120, 80.0 + 20 * i, -400.0 + 200 * i, -100.3 - 7 * i, 0, 0.8});
     }
-    const auto results = lineScan(s, row, [](LpmcConfig& c) { c.scan_package_intime_flag = 0; });
+    const auto [results, truth] = lineScan(s, row, [](LpmcConfig& c) { c.scan_package_intime_flag = 0; });
     ASSERT_EQ(results.size(), 1u);
     ASSERT_EQ(results[0].boxes.size(), 5u);
     for (const LpmcBox& b : results[0].boxes) {
         const auto it = std::min_element(row.begin(), row.end(), [&](const Box& a, const Box& c) {
             return std::fabs(a.x - b.center[0]) < std::fabs(c.x - b.center[0]);
         });
-        expectBox(b, *it, 2.5);
+        expectBox(b, truth.objects.at(static_cast<size_t>(it - row.begin())), 2.5);
     }
 }
 
 TEST(LpmcScannerTest, BoxesOutsideTheLimitsAreReportedAsUnmeasured) {
-    Scan s;
+    Station s;
     const Box box{300, 200, 150, 0, -200.3, 0, 0.8};
-    auto results = lineScan(s, {box}, [](LpmcConfig& c) { c.scan_max_h = 120.0; });
+    auto results = lineScan(s, {box}, [](LpmcConfig& c) { c.scan_max_h = 120.0; }).results;
     ASSERT_EQ(results.size(), 1u);
     EXPECT_EQ(results[0].state, LPMC_STATE_UNMEASURED);
     ASSERT_EQ(results[0].boxes.size(), 1u);
     EXPECT_NEAR(results[0].boxes[0].height, 150.0, 2.5); // what was measured is still there
-    results = lineScan(s, {box}, [](LpmcConfig& c) { c.scan_min_l = 350.0; });
+    results = lineScan(s, {box}, [](LpmcConfig& c) { c.scan_min_l = 350.0; }).results;
     ASSERT_EQ(results.size(), 1u);
     EXPECT_EQ(results[0].state, LPMC_STATE_UNMEASURED);
-    results = lineScan(s, {box}, [](LpmcConfig& c) { c.scan_max_w = 0.0; }); // 0: no upper limit
+    results = lineScan(s, {box}, [](LpmcConfig& c) { c.scan_max_w = 0.0; }).results; // 0: no upper limit
     ASSERT_EQ(results.size(), 1u);
     EXPECT_EQ(results[0].state, LPMC_STATE_BOXES);
 }
 
 TEST(LpmcScannerTest, MeasuredBoxesGoFirstAndUnmeasuredOnesFollowInTheirOwnResult) {
-    Scan s;
+    Station s;
     const std::vector<Box> pair = {{300, 200, 150, -200, -200.3, 0, 0.8},
                                    {300, 200, 40, 200, -200.3, 0, 0.8}};
     const auto results = lineScan(s, pair, [](LpmcConfig& c) {
-        c.scan_package_intime_flag = 0;
-        c.scan_min_h = 60.0;
-    });
+                             c.scan_package_intime_flag = 0;
+                             c.scan_min_h = 60.0;
+                         }).results;
     ASSERT_EQ(results.size(), 2u);
     EXPECT_EQ(results[0].state, LPMC_STATE_BOXES);
     EXPECT_NEAR(results[0].boxes.at(0).height, 150.0, 2.5);
@@ -159,18 +169,18 @@ TEST(LpmcScannerTest, MeasuredBoxesGoFirstAndUnmeasuredOnesFollowInTheirOwnResul
 }
 
 TEST(LpmcScannerTest, ABoxCutOffByTheFieldOfViewIsUnmeasured) {
-    Scan s;
+    Station s;
     const Box box{300, 200, 150, 0, -200.3, 0, 0.8};
     // A region that ends on the box.
-    const auto results = lineScan(s, {box}, [](LpmcConfig& c) { c.region[0]->width = 256; });
+    const auto results = lineScan(s, {box}, [](LpmcConfig& c) { c.region[0]->width = 256; }).results;
     ASSERT_EQ(results.size(), 1u);
     EXPECT_EQ(results[0].state, LPMC_STATE_UNMEASURED);
 }
 
 TEST(LpmcScannerTest, ABoxLongerThanTheFrameLimitIsUnmeasured) {
-    Scan s;
+    Station s;
     const Box box{600, 200, 150, 0, -350.3, 0, 0.8};
-    const auto results = lineScan(s, {box}, nullptr, 300);
+    const auto results = lineScan(s, {box}, nullptr, 300).results;
     ASSERT_GE(results.size(), 1u);
     EXPECT_EQ(results[0].state, LPMC_STATE_UNMEASURED);
     for (const auto& r : results) {
@@ -179,14 +189,15 @@ TEST(LpmcScannerTest, ABoxLongerThanTheFrameLimitIsUnmeasured) {
 }
 
 TEST(LpmcScannerTest, NoiseOnAnEmptyBeltGivesNoBox) {
-    Scan s;
+    Station s;
     Instance inst;
     ASSERT_EQ(openInstance(s.station, *s.cal, 2000, inst, [](LpmcConfig&) {}), 0);
     std::mt19937 rng(4);
+    CBoxScan emptyBelt(s.station, {});
     LineFrame line;
     int results = 0;
     for (int k = 0; k < 600; ++k) {
-        renderLine(s.station, {}, k, 200.0, line);
+        emptyBelt.line(k, line);
         // Specks: a few columns far above the belt, and some columns without a line.
         for (int i = 0; i < 6; ++i) {
             const size_t c = rng() % line.rows.size();
@@ -205,7 +216,7 @@ TEST(LpmcScannerTest, NoiseOnAnEmptyBeltGivesNoBox) {
 }
 
 TEST(LpmcScannerTest, TheEncoderStepSetsTheTravelWhateverTheTimestamps) {
-    Scan s;
+    Station s;
     Instance inst;
     ASSERT_EQ(openInstance(s.station, *s.cal, 2000, inst,
                            [](LpmcConfig& c) {
@@ -214,10 +225,11 @@ TEST(LpmcScannerTest, TheEncoderStepSetsTheTravelWhateverTheTimestamps) {
                            }),
               0);
     const Box box{300, 200, 150, 0, -200.3, 12, 0.8};
+    CBoxScan scan(s.station, {box});
     LineFrame line;
     std::vector<LpmcBox> got;
     for (int k = 0; k < framesFor({box}); ++k) {
-        renderLine(s.station, {box}, k, 200.0, line);
+        scan.line(k, line);
         LpmcInput in{};
         in.imageType[0] = LPMC_IMAGE_LINE;
         in.timestamp[0] = 0.0; // a camera without timestamps
@@ -235,18 +247,17 @@ TEST(LpmcScannerTest, TheEncoderStepSetsTheTravelWhateverTheTimestamps) {
 }
 
 TEST(LpmcScannerTest, TimesAreThoseOfTheFirstAndLastFramesAndTheWallClock) {
-    Scan s;
+    Station s;
     Instance inst;
     ASSERT_EQ(openInstance(s.station, *s.cal, 2000, inst, [](LpmcConfig&) {}), 0);
     const Box box{200, 150, 100, 0, -150.4, 0, 0.8};
-    const auto results = runLineScan(inst.handle, s.station, {box}, framesFor({box}), 1.0);
+    CBoxScan scan(s.station, {box});
+    const auto results = runLineScan(inst.handle, scan, framesFor({box}));
     ASSERT_EQ(results.size(), 1u);
     const LpmcBox& b = results[0].boxes.at(0);
-    const Truth t = truthOf(box, 1.0);
-    const double firstStamp = 1.0 + 2.0 * static_cast<double>(t.firstFrame);
-    const double lastStamp = 1.0 + 2.0 * std::floor(-box.trailingY());
-    EXPECT_NEAR(b.objEnterTime, firstStamp, 4.0); // within two frames of the geometric truth
-    EXPECT_NEAR(b.objLeaveTime, lastStamp, 4.0);
+    const ScanSim::ObjectTruth t = scan.truth().objects.at(0);
+    EXPECT_NEAR(b.objEnterTime, t.enterTime, 4.0); // within two frames of the truth
+    EXPECT_NEAR(b.objLeaveTime, t.leaveTime, 4.0);
     auto key = [](const uint16_t* t) {
         uint64_t k = 0;
         for (int i : {0, 1, 3, 4, 5, 6, 7}) {
@@ -271,14 +282,15 @@ TEST(LpmcScannerTest, TimesAreThoseOfTheFirstAndLastFramesAndTheWallClock) {
 }
 
 TEST(LpmcScannerTest, PointsAreTheBoxesPointsInTheReportedFrameAndAuxPointsInTheBoardFrame) {
-    Scan s;
+    Station s;
     Instance inst;
     ASSERT_EQ(openInstance(s.station, *s.cal, 2000, inst, [](LpmcConfig&) {}), 0);
     const Box box{200, 150, 100, 30, -150.4, 0, 0.8};
+    CBoxScan scan(s.station, {box});
     LineFrame line;
     bool seen = false;
     for (int k = 0; k < framesFor({box}) && !seen; ++k) {
-        renderLine(s.station, {box}, k, 200.0, line);
+        scan.line(k, line);
         LpmcInput in{};
         in.imageType[0] = LPMC_IMAGE_LINE;
         in.timestamp[0] = 1.0 + 2.0 * k;
@@ -301,9 +313,9 @@ TEST(LpmcScannerTest, PointsAreTheBoxesPointsInTheReportedFrameAndAuxPointsInThe
             const float* a = r.auxPoints + 3 * i;
             EXPECT_LE(std::fabs(p[0] - b.center[0]), 0.5f * b.width + 2.5f);
             EXPECT_LE(std::fabs(p[1] - b.center[1]), 0.5f * b.length + 2.5f);
-            EXPECT_NEAR(a[0], p[0], 1e-3);                                     // no sideways travel
-            EXPECT_NEAR(a[1], 0.0, 0.05);                                      // seen on the laser plane
-            EXPECT_NEAR(a[2] + s.station.design.chessboardHeight, p[2], 1e-3); // board Z
+            EXPECT_NEAR(a[0], p[0], 1e-3);                              // no sideways travel
+            EXPECT_NEAR(a[1], 0.0, 0.05);                               // seen on the laser plane
+            EXPECT_NEAR(a[2] + s.station.chessboardHeight, p[2], 1e-3); // board Z
             onTop += std::fabs(p[2] - 100.0f) < 0.5f ? 1 : 0;
         }
         EXPECT_GT(onTop, r.pointCount * 9 / 10);
@@ -312,9 +324,9 @@ TEST(LpmcScannerTest, PointsAreTheBoxesPointsInTheReportedFrameAndAuxPointsInThe
 }
 
 TEST(LpmcScannerTest, TheIntegratedVolumeOfABoxIsItsVolume) {
-    Scan s;
+    Station s;
     const Box box{300, 200, 150, 0, -200.3, 25, 0.8};
-    const auto results = lineScan(s, {box}, [](LpmcConfig& c) { c.scan_volume_finite_flag = 1; });
+    const auto results = lineScan(s, {box}, [](LpmcConfig& c) { c.scan_volume_finite_flag = 1; }).results;
     ASSERT_EQ(results.size(), 1u);
     const LpmcBox& b = results[0].boxes.at(0);
     EXPECT_NEAR(b.volume, 300.0 * 200.0 * 150.0, 0.02 * 300.0 * 200.0 * 150.0);
@@ -322,25 +334,26 @@ TEST(LpmcScannerTest, TheIntegratedVolumeOfABoxIsItsVolume) {
 }
 
 TEST(LpmcScannerTest, ThePlaneHeightFactorScalesHeights) {
-    Scan s;
+    Station s;
     s.cal->plane.PlaneHeightFactor = 1.1;
     const Box box{300, 200, 150, 0, -200.3, 0, 0.8};
-    const auto results = lineScan(s, {box});
+    const auto results = lineScan(s, {box}).results;
     ASSERT_EQ(results.size(), 1u);
     EXPECT_NEAR(results[0].boxes.at(0).height, 165.0, 0.5);
 }
 
 TEST(LpmcScannerTest, ASecondSetConfigStartsAFreshScan) {
-    Scan s;
+    Station s;
     Instance inst;
     ASSERT_EQ(openInstance(s.station, *s.cal, 2000, inst, [](LpmcConfig&) {}), 0);
     const Box box{300, 200, 150, 0, -200.3, 0, 0.8};
     // Half a box, then a new configuration: the half is forgotten.
-    runLineScan(inst.handle, s.station, {box}, 250, 1.0);
+    runLineScan(inst.handle, s.station, {box}, 250);
     ASSERT_EQ(lpmcSetConfig(inst.handle, &inst.config), 0);
-    const auto results = runLineScan(inst.handle, s.station, {box}, framesFor({box}), 1.0);
+    CBoxScan scan(s.station, {box});
+    const auto results = runLineScan(inst.handle, scan, framesFor({box}));
     ASSERT_EQ(results.size(), 1u);
-    expectBox(results[0].boxes.at(0), box, 2.5);
+    expectBox(results[0].boxes.at(0), scan.truth().objects.at(0), 2.5);
 }
 
 } // namespace

@@ -7,7 +7,7 @@
 
 #include "CameraModel.h"
 #include "FrameStore.h"
-#include "LpmcSynthetic.h"
+#include "LpmcBoxScan.h"
 #include "ObjectTracker.h"
 #include "Profile.h"
 #include "TriangulationTable.h"
@@ -17,8 +17,8 @@ namespace {
 using namespace lpmc;
 
 struct ProfileFixture {
-    lpmctest::Station station = lpmctest::makeStation(lpmctest::StationDesign{});
-    std::unique_ptr<lpmctest::Calibration> cal = station.calibration(0.0, 0.5);
+    ScanSim::Station station = lpmctest::testStation();
+    std::unique_ptr<lpmctest::Calibration> cal = lpmctest::calibrationOf(station, 0.0, 0.5);
     CTriangulationTable table;
     ProfileSettings settings;
     std::vector<ProfilePoint> points = std::vector<ProfilePoint>(512);
@@ -27,14 +27,14 @@ struct ProfileFixture {
     ProfileFixture() {
         CameraModel m;
         EXPECT_EQ(loadCameraModel(&cal->calib, m), LPMC_OK);
-        table.build(m, station.design.width, station.design.height);
-        settings.region = {0, 0, station.design.width, station.design.height};
-        settings.heightOffset = station.design.chessboardHeight;
+        table.build(m, station.camera.width, station.camera.height);
+        settings.region = {0, 0, station.camera.width, station.camera.height};
+        settings.heightOffset = station.chessboardHeight;
         settings.minRunPoints = 3;
     }
     lpmctest::LineFrame render(const std::vector<lpmctest::Box>& boxes) {
         lpmctest::LineFrame line;
-        lpmctest::renderLine(station, boxes, 0.0, 200.0, line);
+        lpmctest::CBoxScan(station, boxes).line(0, line);
         return line;
     }
     ProfileOutput build(const std::vector<float>& rows) {
@@ -129,15 +129,15 @@ TEST(LpmcSegmentationTest, ARunAtTheFirstOrLastColumnOfTheRegionTouchesTheEdge) 
         ++first;
     }
     ASSERT_LT(first + 60, static_cast<int>(rows.size()));
-    f.settings.region = {first + 3, 0, 200, f.station.design.height};
+    f.settings.region = {first + 3, 0, 200, f.station.camera.height};
     ProfileOutput out = f.build(rows);
     ASSERT_EQ(out.runCount, 1u);
     EXPECT_TRUE(f.runs[0].touchesEdge);
-    f.settings.region = {first - 20, 0, 60, f.station.design.height};
+    f.settings.region = {first - 20, 0, 60, f.station.camera.height};
     out = f.build(rows);
     ASSERT_EQ(out.runCount, 1u);
     EXPECT_TRUE(f.runs[0].touchesEdge); // runs past the last column
-    f.settings.region = {0, 0, f.station.design.width, f.station.design.height};
+    f.settings.region = {0, 0, f.station.camera.width, f.station.camera.height};
     out = f.build(rows);
     ASSERT_EQ(out.runCount, 1u);
     EXPECT_FALSE(f.runs[0].touchesEdge);

@@ -7,7 +7,7 @@
 #include <gtest/gtest.h>
 
 #include "CameraModel.h"
-#include "LpmcSynthetic.h"
+#include "LpmcBoxScan.h"
 #include "TriangulationTable.h"
 
 namespace {
@@ -15,8 +15,8 @@ namespace {
 using namespace lpmc;
 
 struct Fixture {
-    lpmctest::Station station = lpmctest::makeStation(lpmctest::StationDesign{});
-    std::unique_ptr<lpmctest::Calibration> cal = station.calibration(0.0, 0.5);
+    ScanSim::Station station = lpmctest::testStation();
+    std::unique_ptr<lpmctest::Calibration> cal = lpmctest::calibrationOf(station, 0.0, 0.5);
     CameraModel model;
     Fixture() { EXPECT_EQ(loadCameraModel(&cal->calib, model), LPMC_OK); }
 };
@@ -38,9 +38,10 @@ TEST(LpmcTriangulationTest, BackProjectionInvertsTheStationsProjection) {
     Fixture f;
     for (double x : {-450.0, -100.0, 0.0, 230.0, 480.0}) {
         for (double h : {0.0, 55.5, 400.0, 780.0}) {
-            const double z = h - f.station.design.chessboardHeight;
-            double u, v;
-            ASSERT_TRUE(f.station.project(x, 0.0, z, u, v));
+            const double z = h - f.station.chessboardHeight;
+            const auto pixel = f.station.camera.project(ScanSim::Vec3{x, 0.0, z});
+            ASSERT_TRUE(pixel.has_value());
+            const double u = pixel->u, v = pixel->v;
             Vec3 b;
             ASSERT_TRUE(pixelToBoard(f.model, u, v, b));
             EXPECT_NEAR(b.x, x, 1e-6);
@@ -57,7 +58,7 @@ TEST(LpmcTriangulationTest, BackProjectionInvertsTheStationsProjection) {
 TEST(LpmcTriangulationTest, TheTableMatchesTheExactIntersectionBetweenRows) {
     Fixture f;
     CTriangulationTable table;
-    const int w = f.station.design.width, h = f.station.design.height;
+    const int w = f.station.camera.width, h = f.station.camera.height;
     ASSERT_EQ(table.build(f.model, w, h), int64_t{w} * h);
     double worst = 0.0;
     for (int c = 0; c < w; c += 37) {
@@ -84,12 +85,12 @@ TEST(LpmcTriangulationTest, PixelsWhoseRayMissesThePlaneHaveNoPoint) {
     CameraModel m;
     ASSERT_EQ(loadCameraModel(&f.cal->calib, m), LPMC_OK);
     CTriangulationTable table;
-    const int64_t valid = table.build(m, f.station.design.width, f.station.design.height);
+    const int64_t valid = table.build(m, f.station.camera.width, f.station.camera.height);
     EXPECT_GT(valid, 0);
-    EXPECT_LT(valid, int64_t{f.station.design.width} * f.station.design.height);
+    EXPECT_LT(valid, int64_t{f.station.camera.width} * f.station.camera.height);
     TablePoint t;
     int missing = 0;
-    for (int r = 0; r < f.station.design.height; ++r) {
+    for (int r = 0; r < f.station.camera.height; ++r) {
         missing += table.lookup(100, static_cast<float>(r), t) ? 0 : 1;
     }
     EXPECT_GT(missing, 0);

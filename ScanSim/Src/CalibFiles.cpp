@@ -4,13 +4,19 @@
 
 #include "Shapes.h"
 
+#include "Orvia/ConfigFormat/CalibFiles.h"
+#include "Orvia/ConfigFormat/KeyValueWriter.h"
+
 #include <algorithm>
 #include <cmath>
 #include <cstdio>
-#include <fstream>
 
 namespace ScanSim {
 namespace {
+
+namespace Format = Orvia::VisionSystem::ConfigFormat;
+namespace ScanKey = Format::ScanKey;
+namespace CameraKey = Format::CameraParamsKey;
 
 std::string num(double v) {
     char buf[40];
@@ -37,21 +43,17 @@ std::string list(const std::array<double, N>& values) {
 
 bool writeKeyValueFile(const std::filesystem::path& path, const char* comment, const KeyValues& keys,
                        std::string& error) {
-    std::ofstream out(path, std::ios::binary | std::ios::trunc);
-    if (!out) {
+    switch (Format::writeKeyValueFile(path.string().c_str(), keys, comment)) {
+    case Format::KeyValueWrite::Written:
+        return true;
+    case Format::KeyValueWrite::NotCreated:
         error = "cannot create " + path.string();
         return false;
+    case Format::KeyValueWrite::NotWritten:
+        break;
     }
-    out << "# " << comment << "\n";
-    for (const auto& [k, v] : keys) {
-        out << k << " = " << v << "\n";
-    }
-    out.close();
-    if (!out) {
-        error = "cannot write " + path.string();
-        return false;
-    }
-    return true;
+    error = "cannot write " + path.string();
+    return false;
 }
 
 } // namespace
@@ -66,68 +68,68 @@ KeyValues calibScanKeys(const Scene& scene) {
     // An object ends after this many profiles of empty belt; kept well below the default gap.
     const int endFrames = std::max(5, static_cast<int>(std::ceil(30.0 / step)));
     return {
-        {"image_width", num(st.camera.width)},
-        {"image_height", num(st.camera.height)},
-        {"scan_frame_num", num(framesPerObject)},
-        {"scan_frame_timeout", num(3000)},
-        {"thresh", num(scene.optics.lineThreshold)},
-        {"laserline_type", num(0)},
-        {"laserline_extract_method", num(0)},
-        {"scan_gauss_radius", num(1)},
-        {"scan_chessboard_height", num(st.chessboardHeight)},
-        {"scan_encode_flag", num(m.encoder ? 1 : 0)},
-        {"scan_encode_step", num(m.mmPerFrame)},
-        {"scan_mult_package_flag", num(1)},
-        {"scan_end_frame_num", num(endFrames)},
-        {"scan_noise_factor", num(3)},
-        {"scan_deep_img_w", num(std::min(4096, static_cast<int>(std::ceil(st.beltWidth))))},
-        {"scan_deep_img_h", num(std::min(4096, framesPerObject))},
-        {"scan_min_l", num(30.0)},
-        {"scan_min_w", num(30.0)},
-        {"scan_min_h", num(10.0)},
-        {"scan_max_l", num(maxLength)},
-        {"scan_max_w", num(st.beltWidth)},
-        {"scan_max_h", num(st.maxHeight)},
-        {"scan_volume_finite_flag", num(0)},
-        {"scan_package_intime_flag", num(1)},
-        {"scan_package_distance", num(15.0)},
+        {ScanKey::kImageWidth, num(st.camera.width)},
+        {ScanKey::kImageHeight, num(st.camera.height)},
+        {ScanKey::kFrameNum, num(framesPerObject)},
+        {ScanKey::kFrameTimeout, num(3000)},
+        {ScanKey::kThresh, num(scene.optics.lineThreshold)},
+        {ScanKey::kLaserlineType, num(0)},
+        {ScanKey::kExtractMethod, num(0)},
+        {ScanKey::kGaussRadius, num(1)},
+        {ScanKey::kChessboardHeight, num(st.chessboardHeight)},
+        {ScanKey::kEncodeFlag, num(m.encoder ? 1 : 0)},
+        {ScanKey::kEncodeStep, num(m.mmPerFrame)},
+        {ScanKey::kMultPackageFlag, num(1)},
+        {ScanKey::kEndFrameNum, num(endFrames)},
+        {ScanKey::kNoiseFactor, num(3)},
+        {ScanKey::kDeepImageWidth, num(std::min(4096, static_cast<int>(std::ceil(st.beltWidth))))},
+        {ScanKey::kDeepImageHeight, num(std::min(4096, framesPerObject))},
+        {ScanKey::kMinLength, num(30.0)},
+        {ScanKey::kMinWidth, num(30.0)},
+        {ScanKey::kMinHeight, num(10.0)},
+        {ScanKey::kMaxLength, num(maxLength)},
+        {ScanKey::kMaxWidth, num(st.beltWidth)},
+        {ScanKey::kMaxHeight, num(st.maxHeight)},
+        {ScanKey::kVolumeFiniteFlag, num(0)},
+        {ScanKey::kPackageIntimeFlag, num(1)},
+        {ScanKey::kPackageDistance, num(15.0)},
     };
 }
 
 KeyValues cameraParamsKeys(const Scene& scene) {
     const Camera& cam = scene.station.camera;
     return {
-        {"Width", num(cam.width)},
-        {"Height", num(cam.height)},
-        {"PixelFormat", cam.pixelFormat == PixelFormat::Mono8 ? "Mono8" : "Mono4p"},
-        {"AcquisitionFrameRate", num(1000.0 / std::max(scene.motion.framePeriodMs, 1e-6))},
-        {"ExposureTime", num(std::min(200.0, 1000.0 * scene.motion.framePeriodMs * 0.8))},
-        {"Gain", num(1.0)},
-        {"TriggerMode", scene.motion.encoder ? "On" : "Off"},
+        {CameraKey::kWidth, num(cam.width)},
+        {CameraKey::kHeight, num(cam.height)},
+        {CameraKey::kPixelFormat, cam.pixelFormat == PixelFormat::Mono8 ? "Mono8" : "Mono4p"},
+        {CameraKey::kFrameRate, num(1000.0 / std::max(scene.motion.framePeriodMs, 1e-6))},
+        {CameraKey::kExposureTime, num(std::min(200.0, 1000.0 * scene.motion.framePeriodMs * 0.8))},
+        {CameraKey::kGain, num(1.0)},
+        {CameraKey::kTriggerMode, scene.motion.encoder ? "On" : "Off"},
     };
 }
 
 KeyValues intrinsicsKeys(const Scene& scene) {
     const Camera& cam = scene.station.camera;
-    return {{"InstriCamParams", list(cam.intrinsicsArray())},
-            {"InstriCamDistorTion", list(cam.lens.distortion)}};
+    return {{Format::IntrinsicsKey::kCameraMatrix, list(cam.intrinsicsArray())},
+            {Format::IntrinsicsKey::kDistortion, list(cam.lens.distortion)}};
 }
 
 KeyValues extrinsicsKeys(const Scene& scene) {
-    return {{"ExtriCamParams", list(scene.station.camera.extrinsicsArray())}};
+    return {{Format::ExtrinsicsKey::kPose, list(scene.station.camera.extrinsicsArray())}};
 }
 
 KeyValues lightPlaneKeys(const Scene& scene) {
     const auto p = scene.station.laserPlaneInCamera();
-    return {{"PlaneA", num(p[0])},
-            {"PlaneB", num(p[1])},
-            {"PlaneC", num(p[2])},
-            {"PlaneHeightFactor", num(scene.station.planeHeightFactor)}};
+    return {{Format::LightPlaneKey::kA, num(p[0])},
+            {Format::LightPlaneKey::kB, num(p[1])},
+            {Format::LightPlaneKey::kC, num(p[2])},
+            {Format::LightPlaneKey::kHeightFactor, num(scene.station.planeHeightFactor)}};
 }
 
 KeyValues movePoseKeys(const Scene& scene, TimeBase base) {
     const Vec3 v = beltSpeed(scene, base);
-    return {{"SpeedVx", num(v.x)}, {"SpeedVy", num(v.y)}};
+    return {{Format::MovePoseKey::kSpeedVx, num(v.x)}, {Format::MovePoseKey::kSpeedVy, num(v.y)}};
 }
 
 bool writeCalibrationFiles(const Scene& scene, const std::filesystem::path& cfgDir, std::string& error) {
@@ -138,19 +140,19 @@ bool writeCalibrationFiles(const Scene& scene, const std::filesystem::path& cfgD
         return false;
     }
     const TimeBase base = TimeBase::StoredImages;
-    return writeKeyValueFile(cfgDir / "CalibScanCfg.cfg", "scan settings of the virtual station",
+    return writeKeyValueFile(cfgDir / Format::kScanFile, "scan settings of the virtual station",
                              calibScanKeys(scene), error) &&
-           writeKeyValueFile(cfgDir / "CameraParams.cfg", "camera settings", cameraParamsKeys(scene),
+           writeKeyValueFile(cfgDir / Format::kCameraParamsFile, "camera settings", cameraParamsKeys(scene),
                              error) &&
-           writeKeyValueFile(cfgDir / "CamInstrinsic0.data", "camera matrix row by row; k1, k2, p1, p2, k3",
-                             intrinsicsKeys(scene), error) &&
-           writeKeyValueFile(cfgDir / "CamExtrinsic0.data",
+           writeKeyValueFile(cfgDir / Format::intrinsicsFile(0),
+                             "camera matrix row by row; k1, k2, p1, p2, k3", intrinsicsKeys(scene), error) &&
+           writeKeyValueFile(cfgDir / Format::extrinsicsFile(0),
                              "rotation vector (rad) and translation (mm), board to camera",
                              extrinsicsKeys(scene), error) &&
-           writeKeyValueFile(cfgDir / "LightPlaneParam.data",
+           writeKeyValueFile(cfgDir / Format::kLightPlaneFile,
                              "laser plane in camera coordinates: A x + B y + C z = 1", lightPlaneKeys(scene),
                              error) &&
-           writeKeyValueFile(cfgDir / "LaserMovePose.data",
+           writeKeyValueFile(cfgDir / Format::kMovePoseFile,
                              "belt travel in mm per stored-image timestamp unit", movePoseKeys(scene, base),
                              error);
 }

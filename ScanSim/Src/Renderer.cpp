@@ -297,6 +297,9 @@ CFrameRenderer::CFrameRenderer(Scene scene)
     : scene_(std::move(scene)), layout_(layoutScene(scene_)), impl_(std::make_unique<Impl>(scene_, layout_)) {
 }
 
+CFrameRenderer::CFrameRenderer(Scene scene, SceneLayout layout)
+    : scene_(std::move(scene)), layout_(std::move(layout)), impl_(std::make_unique<Impl>(scene_, layout_)) {}
+
 CFrameRenderer::~CFrameRenderer() = default;
 
 Vec3 CFrameRenderer::objectCentreAt(int object, int frame) const {

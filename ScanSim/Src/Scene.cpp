@@ -21,6 +21,21 @@ const char* shapeKindName(ShapeKind kind) {
     return "box";
 }
 
+PlacedObject placeObject(const Station& station, const SceneObject& desc, const Vec3& centre) {
+    PlacedObject p;
+    p.desc = desc;
+    p.yawRad = degToRad(desc.yawDeg);
+    const double len = Detail::shapeLength(desc);
+    const double wid = Detail::shapeWidth(desc);
+    const double sn = std::abs(std::sin(p.yawRad));
+    const double cs = std::abs(std::cos(p.yawRad));
+    p.halfExtentX = sn * len / 2.0 + cs * wid / 2.0;
+    p.halfExtentY = cs * len / 2.0 + sn * wid / 2.0;
+    p.topZ = station.beltZ() + Detail::shapeTopHeight(desc);
+    p.centre = Vec3{centre.x, centre.y, station.beltZ()};
+    return p;
+}
+
 SceneLayout layoutScene(const Scene& scene) {
     SceneLayout layout;
     const Station& st = scene.station;
@@ -31,18 +46,9 @@ SceneLayout layoutScene(const Scene& scene) {
     double rearY = lineY; // the scan starts with the belt empty up to the line
     double tallest = 0.0;
     for (const SceneObject& desc : scene.objects) {
-        PlacedObject p;
-        p.desc = desc;
-        p.yawRad = degToRad(desc.yawDeg);
-        const double len = Detail::shapeLength(desc);
-        const double wid = Detail::shapeWidth(desc);
-        const double sn = std::abs(std::sin(p.yawRad));
-        const double cs = std::abs(std::cos(p.yawRad));
-        p.halfExtentX = sn * len / 2.0 + cs * wid / 2.0;
-        p.halfExtentY = cs * len / 2.0 + sn * wid / 2.0;
-        p.topZ = st.beltZ() + Detail::shapeTopHeight(desc);
+        PlacedObject p = placeObject(st, desc, Vec3{desc.x, 0.0, 0.0});
         const double frontY = rearY - desc.gap;
-        p.centre = Vec3{desc.x, frontY - p.halfExtentY, st.beltZ()};
+        p.centre.y = frontY - p.halfExtentY;
         rearY = frontY - 2.0 * p.halfExtentY;
         tallest = std::max(tallest, Detail::shapeTopHeight(desc));
         layout.objects.push_back(p);

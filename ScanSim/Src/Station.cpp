@@ -107,8 +107,10 @@ Station designStation(const StationDesign& d) {
     cam.height = d.imageHeight;
     cam.pixelFormat = d.pixelFormat;
 
-    // Columns: the belt width plus the margin fills the image at the top of the height range.
-    const Vec3 topCorner = onPlaneAtHeight(d.maxHeight) + Vec3{d.acrossMargin * d.beltWidth / 2.0, 0, 0};
+    // Columns: the belt width plus the margin fills the image at the fill height (by default the
+    // top of the height range).
+    const double fillHeight = d.columnsFillHeight.value_or(d.maxHeight);
+    const Vec3 topCorner = onPlaneAtHeight(fillHeight) + Vec3{d.acrossMargin * d.beltWidth / 2.0, 0, 0};
     const Vec3 qc = cam.toCamera(topCorner);
     cam.lens.fx = (d.imageWidth / 2.0) / std::abs(qc.x / qc.z);
     cam.lens.cx = (d.imageWidth - 1) / 2.0;

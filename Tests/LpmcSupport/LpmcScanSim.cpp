@@ -5,6 +5,7 @@
 #include <cstdlib>
 #include <stdexcept>
 
+#include "Orvia/ConfigFormat/CalibFiles.h"
 #include "ScanSim/ScanWriter.h"
 #include "ScanSim/SceneJson.h"
 
@@ -12,6 +13,8 @@ namespace lpmctest {
 namespace {
 
 using ScanSim::KeyValues;
+namespace Format = Orvia::VisionSystem::ConfigFormat;
+namespace ScanKey = Format::ScanKey;
 
 const std::string* find(const KeyValues& kv, const char* key) {
     for (const auto& [k, v] : kv) {
@@ -84,29 +87,29 @@ SimResult runScene(const ScanSim::Scene& scene, const SimRunOptions& options) {
     std::array<double, 9> intrinsics;
     std::array<double, 5> distortion;
     std::array<double, 6> extrinsics;
-    readList(ScanSim::intrinsicsKeys(scene), "InstriCamParams", intrinsics);
-    readList(ScanSim::intrinsicsKeys(scene), "InstriCamDistorTion", distortion);
-    readList(ScanSim::extrinsicsKeys(scene), "ExtriCamParams", extrinsics);
+    readList(ScanSim::intrinsicsKeys(scene), Format::IntrinsicsKey::kCameraMatrix, intrinsics);
+    readList(ScanSim::intrinsicsKeys(scene), Format::IntrinsicsKey::kDistortion, distortion);
+    readList(ScanSim::extrinsicsKeys(scene), Format::ExtrinsicsKey::kPose, extrinsics);
     LpmcLensModel lens{intrinsics.data(), distortion.data(), extrinsics.data(), nullptr};
     LpmcLightPlane plane{};
     const KeyValues planeKeys = ScanSim::lightPlaneKeys(scene);
-    readDouble(planeKeys, "PlaneA", plane.PlaneA);
-    readDouble(planeKeys, "PlaneB", plane.PlaneB);
-    readDouble(planeKeys, "PlaneC", plane.PlaneC);
-    readDouble(planeKeys, "PlaneHeightFactor", plane.PlaneHeightFactor);
+    readDouble(planeKeys, Format::LightPlaneKey::kA, plane.PlaneA);
+    readDouble(planeKeys, Format::LightPlaneKey::kB, plane.PlaneB);
+    readDouble(planeKeys, Format::LightPlaneKey::kC, plane.PlaneC);
+    readDouble(planeKeys, Format::LightPlaneKey::kHeightFactor, plane.PlaneHeightFactor);
     LpmcMotion motion{};
     const KeyValues moveKeys = ScanSim::movePoseKeys(scene, base);
-    readDouble(moveKeys, "SpeedVx", motion.SpeedVx);
-    readDouble(moveKeys, "SpeedVy", motion.SpeedVy);
+    readDouble(moveKeys, Format::MovePoseKey::kSpeedVx, motion.SpeedVx);
+    readDouble(moveKeys, Format::MovePoseKey::kSpeedVy, motion.SpeedVy);
     out.speed = {motion.SpeedVx, motion.SpeedVy, 0.0};
     LpmcCameraCalib calib{&lens, &plane, &motion};
 
     const KeyValues scan = ScanSim::calibScanKeys(scene);
     LpmcCreateParam create{};
     create.cameraCount = 1;
-    readInt(scan, "scan_frame_num", create.frameNum);
-    readInt(scan, "image_width", create.imageSize[0].width);
-    readInt(scan, "image_height", create.imageSize[0].height);
+    readInt(scan, ScanKey::kFrameNum, create.frameNum);
+    readInt(scan, ScanKey::kImageWidth, create.imageSize[0].width);
+    readInt(scan, ScanKey::kImageHeight, create.imageSize[0].height);
     create.calib[0] = &calib;
     create.reserved0 = 0;
     create.reserved1 = 2;
@@ -121,29 +124,29 @@ SimResult runScene(const ScanSim::Scene& scene, const SimRunOptions& options) {
     cfg.region[0] = &region;
     rc = lpmcGetConfig(handle, &cfg);
     cfg.cameraCount = 1;
-    readInt(scan, "laserline_type", cfg.laserline_type);
-    readInt(scan, "laserline_extract_method", cfg.laserline_extract_method);
-    readDouble(scan, "scan_chessboard_height", cfg.scan_chessboard_height);
-    readInt(scan, "scan_mult_package_flag", cfg.scan_mult_package_flag);
-    readInt(scan, "scan_end_frame_num", cfg.scan_end_frame_num);
-    readDouble(scan, "scan_min_l", cfg.scan_min_l);
-    readDouble(scan, "scan_min_w", cfg.scan_min_w);
-    readDouble(scan, "scan_min_h", cfg.scan_min_h);
-    readDouble(scan, "scan_max_l", cfg.scan_max_l);
-    readDouble(scan, "scan_max_w", cfg.scan_max_w);
-    readDouble(scan, "scan_max_h", cfg.scan_max_h);
-    readInt(scan, "scan_deep_img_w", cfg.scan_deep_img_w);
-    readInt(scan, "scan_deep_img_h", cfg.scan_deep_img_h);
-    readInt(scan, "scan_noise_factor", cfg.scan_noise_factor);
-    readInt(scan, "scan_volume_finite_flag", cfg.scan_volume_finite_flag);
-    readInt(scan, "scan_package_intime_flag", cfg.scan_package_intime_flag);
-    readDouble(scan, "scan_package_distance", cfg.scan_package_distance);
-    readInt(scan, "thresh", cfg.thresh[0]);
-    readInt(scan, "image_width", region.width);
-    readInt(scan, "image_height", region.height);
-    readInt(scan, "scan_encode_flag", cfg.scan_encode_flag[0]);
-    readDouble(scan, "scan_encode_step", cfg.scan_encode_step[0]);
-    readInt(scan, "scan_gauss_radius", cfg.scan_gauss_radius[0]);
+    readInt(scan, ScanKey::kLaserlineType, cfg.laserline_type);
+    readInt(scan, ScanKey::kExtractMethod, cfg.laserline_extract_method);
+    readDouble(scan, ScanKey::kChessboardHeight, cfg.scan_chessboard_height);
+    readInt(scan, ScanKey::kMultPackageFlag, cfg.scan_mult_package_flag);
+    readInt(scan, ScanKey::kEndFrameNum, cfg.scan_end_frame_num);
+    readDouble(scan, ScanKey::kMinLength, cfg.scan_min_l);
+    readDouble(scan, ScanKey::kMinWidth, cfg.scan_min_w);
+    readDouble(scan, ScanKey::kMinHeight, cfg.scan_min_h);
+    readDouble(scan, ScanKey::kMaxLength, cfg.scan_max_l);
+    readDouble(scan, ScanKey::kMaxWidth, cfg.scan_max_w);
+    readDouble(scan, ScanKey::kMaxHeight, cfg.scan_max_h);
+    readInt(scan, ScanKey::kDeepImageWidth, cfg.scan_deep_img_w);
+    readInt(scan, ScanKey::kDeepImageHeight, cfg.scan_deep_img_h);
+    readInt(scan, ScanKey::kNoiseFactor, cfg.scan_noise_factor);
+    readInt(scan, ScanKey::kVolumeFiniteFlag, cfg.scan_volume_finite_flag);
+    readInt(scan, ScanKey::kPackageIntimeFlag, cfg.scan_package_intime_flag);
+    readDouble(scan, ScanKey::kPackageDistance, cfg.scan_package_distance);
+    readInt(scan, ScanKey::kThresh, cfg.thresh[0]);
+    readInt(scan, ScanKey::kImageWidth, region.width);
+    readInt(scan, ScanKey::kImageHeight, region.height);
+    readInt(scan, ScanKey::kEncodeFlag, cfg.scan_encode_flag[0]);
+    readDouble(scan, ScanKey::kEncodeStep, cfg.scan_encode_step[0]);
+    readInt(scan, ScanKey::kGaussRadius, cfg.scan_gauss_radius[0]);
     region.x = 0;
     region.y = 0;
     if (options.edit) {

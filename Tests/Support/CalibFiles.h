@@ -6,17 +6,26 @@
 #include <map>
 #include <string>
 
+#include "Orvia/ConfigFormat/CalibFiles.h"
+
 namespace quboid3d::test {
+
+namespace Format = Orvia::VisionSystem::ConfigFormat;
 
 struct CalibFiles {
     using Lines = std::map<std::string, std::string>; // key -> value
-    Lines plane{
-        {"PlaneA", "0.001"}, {"PlaneB", "-0.002"}, {"PlaneC", "0.0015"}, {"PlaneHeightFactor", "1.0"}};
-    Lines motion{{"SpeedVx", "0.0"}, {"SpeedVy", "0.5"}};
-    Lines intrinsics{{"InstriCamParams", "[2000,0,1024,0,2000,256,0,0,1]"},
-                     {"InstriCamDistorTion", "[0.01,-0.02,0.001,0.002,0.0]"}};
-    Lines extrinsics{{"ExtriCamParams", "[0.1,0.2,0.3,10,20,1500]"}};
-    Lines scan{{"scan_frame_num", "4000"}, {"image_width", "64"}, {"image_height", "32"}, {"thresh", "40"}};
+    Lines plane{{Format::LightPlaneKey::kA, "0.001"},
+                {Format::LightPlaneKey::kB, "-0.002"},
+                {Format::LightPlaneKey::kC, "0.0015"},
+                {Format::LightPlaneKey::kHeightFactor, "1.0"}};
+    Lines motion{{Format::MovePoseKey::kSpeedVx, "0.0"}, {Format::MovePoseKey::kSpeedVy, "0.5"}};
+    Lines intrinsics{{Format::IntrinsicsKey::kCameraMatrix, "[2000,0,1024,0,2000,256,0,0,1]"},
+                     {Format::IntrinsicsKey::kDistortion, "[0.01,-0.02,0.001,0.002,0.0]"}};
+    Lines extrinsics{{Format::ExtrinsicsKey::kPose, "[0.1,0.2,0.3,10,20,1500]"}};
+    Lines scan{{Format::ScanKey::kFrameNum, "4000"},
+               {Format::ScanKey::kImageWidth, "64"},
+               {Format::ScanKey::kImageHeight, "32"},
+               {Format::ScanKey::kThresh, "40"}};
 
     // Writes LightPlaneParam.data, LaserMovePose.data, CamInstrinsic0.data, CamExtrinsic0.data
     // and CalibScanCfg.cfg with `prefix` glued in front of each name, as the system forms them.

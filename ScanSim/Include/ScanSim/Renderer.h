@@ -70,6 +70,9 @@ struct RenderedFrame {
 class CFrameRenderer {
 public:
     explicit CFrameRenderer(Scene scene);
+    // Objects placed by the caller (placeObject) instead of one after another; scene.objects
+    // is not read.
+    CFrameRenderer(Scene scene, SceneLayout layout);
     ~CFrameRenderer();
     CFrameRenderer(const CFrameRenderer&) = delete;
     CFrameRenderer& operator=(const CFrameRenderer&) = delete;

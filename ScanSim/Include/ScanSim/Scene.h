@@ -81,6 +81,9 @@ struct SceneLayout {
     int frameCount = 0;
 };
 
+// One object with its footprint centre at `centre` (board X, Y at frame 0; Z is set to the belt).
+PlacedObject placeObject(const Station& station, const SceneObject& desc, const Vec3& centre);
+
 // Places the objects one after another upstream of the laser line and sizes the scan so that
 // the last one has passed, with trailingGap of empty belt behind it.
 SceneLayout layoutScene(const Scene& scene);

@@ -89,7 +89,9 @@ struct StationDesign {
     int imageWidth = 2048;
     int imageHeight = 512;
     double acrossMargin = 1.10; // fraction of the belt width that fills the image columns
-    double heightFill = 0.90;   // fraction of the rows that heights 0..maxHeight fill
+    // Height above the belt at which acrossMargin x beltWidth fills the columns; none: maxHeight.
+    std::optional<double> columnsFillHeight;
+    double heightFill = 0.90; // fraction of the rows that heights 0..maxHeight fill
     std::array<double, 5> distortion{-0.03, 0.005, 0.0002, -0.0001, 0.0};
     PixelFormat pixelFormat = PixelFormat::Mono8;
 };
