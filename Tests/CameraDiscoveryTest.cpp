@@ -41,6 +41,21 @@ TEST(CameraDiscoveryTest, PluggedCameraIsListedWithItsIdentity) {
     EXPECT_FALSE(camera->isConnected());
 }
 
+// Laser line camera models name their family as D, a digit within the next three characters, four
+// more characters, then G and 0 for a GigE camera; the default simulated camera follows that.
+TEST(CameraDiscoveryTest, DefaultLaserCameraModelFollowsTheLaserModelNaming) {
+    const std::string model = laserCameraDescription("M1").model;
+    ASSERT_TRUE(model.starts_with("MV-D"));
+    const std::string rest = model.substr(3);
+    const size_t digit = rest.find_first_of("0123456789");
+    ASSERT_GE(digit, 1u);
+    ASSERT_LE(digit, 3u);
+    ASSERT_GT(rest.size(), digit + 6);
+    EXPECT_EQ(rest[digit + 5], 'G');
+    EXPECT_EQ(rest[digit + 6], '0');
+    EXPECT_EQ(model, "MV-DL2048-G0X");
+}
+
 TEST(CameraDiscoveryTest, DiscoveryAppendsAndGivesTheSameObjectForTheSameDevice) {
     auto sim = CSimCamera::plugIn(laserCameraDescription("A200"));
     TVector<TSharedPtr<ICamera>> cameras;

@@ -100,6 +100,20 @@ TEST(CameraStreamTest, FramesComeOutInOrderOfArrivalWithTheirDescription) {
     EXPECT_FALSE(last.getChunkDataByIndex(2, id, texts));
 }
 
+TEST(CameraStreamTest, EveryFetchTimeoutIsRecordedAsTheStreamGotIt) {
+    auto s = startStream("ST0", 4);
+    ASSERT_TRUE(s.stream && s.stream->isGrabbing());
+    queueFrames(*s.frames, 1, 1);
+    ASSERT_EQ(s.plugged.sim->emitFrames(1), 1u);
+    CFrame frame;
+    EXPECT_TRUE(s.stream->getFrame(frame, 0));
+    EXPECT_FALSE(s.stream->getFrame(frame, 1));
+    EXPECT_FALSE(s.stream->getFrame(frame, 3));
+    EXPECT_EQ(s.plugged.sim->fetchTimeouts(), (std::vector<uint32_t>{0, 1, 3}));
+    s.plugged.sim->clearRecords();
+    EXPECT_TRUE(s.plugged.sim->fetchTimeouts().empty());
+}
+
 TEST(CameraStreamTest, EmptyFrameGivesNothing) {
     CFrame frame;
     EXPECT_FALSE(frame.valid());

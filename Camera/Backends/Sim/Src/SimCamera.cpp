@@ -72,6 +72,10 @@ std::vector<SimFeatureWrite> CSimCamera::featureWrites() const {
     return device_->featureWrites();
 }
 
+std::vector<uint32_t> CSimCamera::fetchTimeouts() const {
+    return device_->fetchTimeouts();
+}
+
 void CSimCamera::clearRecords() {
     device_->clearRecords();
 }

@@ -467,6 +467,17 @@ void CSimDevice::clearRecords() {
     std::lock_guard lock(mutex_);
     transfers_.clear();
     writes_.clear();
+    fetchTimeouts_.clear();
+}
+
+std::vector<uint32_t> CSimDevice::fetchTimeouts() const {
+    std::lock_guard lock(mutex_);
+    return fetchTimeouts_;
+}
+
+void CSimDevice::recordFetch(uint32_t timeoutMs) {
+    std::lock_guard lock(mutex_);
+    fetchTimeouts_.push_back(timeoutMs);
 }
 
 void CSimDevice::recordWrite(const std::string& name, std::string value, bool accepted) {

@@ -57,6 +57,8 @@ public:
     SimStreamCounters streamCounters() const;
     std::vector<SimTransfer> transfers() const;
     std::vector<SimFeatureWrite> featureWrites() const;
+    std::vector<uint32_t> fetchTimeouts() const;
+    void recordFetch(uint32_t timeoutMs);
     void clearRecords();
     void setFeature(const SimFeature& feature);
     bool removeFeature(const std::string& name);
@@ -90,6 +92,7 @@ private:
     uint64_t transferCount_ = 0;
     std::vector<SimTransfer> transfers_;
     std::vector<SimFeatureWrite> writes_;
+    std::vector<uint32_t> fetchTimeouts_;
     std::shared_ptr<CSimStream> stream_;
     DeliveryMode mode_ = DeliveryMode::Manual;
     double framesPerSecond_ = 0.0;

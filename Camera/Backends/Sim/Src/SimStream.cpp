@@ -86,6 +86,7 @@ bool CSimStream::offer(std::shared_ptr<GenICam::Detail::CFramePayload> frame) {
 }
 
 std::shared_ptr<const GenICam::Detail::CFramePayload> CSimStream::pop(std::chrono::milliseconds timeout) {
+    device_.recordFetch(static_cast<uint32_t>(timeout.count()));
     if (queue_.isOpen() && queue_.counters().waiting == 0 &&
         device_.deliveryMode() == DeliveryMode::OnDemand) {
         device_.emitOne();

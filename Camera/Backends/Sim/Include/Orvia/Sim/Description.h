@@ -82,7 +82,7 @@ struct SimDeviceDescription {
 // Height 512, the image format, analog, ISP and user set features, and DeviceUserID.
 ORVIA_CAMERA_API SimDeviceDescription
 laserCameraDescription(const std::string& serial, int32_t interfaceKind = GenICam::InterfaceKindGigE,
-                       const std::string& model = "MV-DL2048G0X");
+                       const std::string& model = "MV-DL2048-G0X");
 
 // The same from a small JSON object (see Camera/Backends/Sim/README.md): the laser camera's
 // defaults, with the members given replacing them. False with a reason on a malformed text.

@@ -106,6 +106,9 @@ public:
 
     std::vector<SimTransfer> transfers() const;
     std::vector<SimFeatureWrite> featureWrites() const;
+    // The timeout, in milliseconds, of every frame fetch of the stream, in order, as it reached
+    // the device.
+    std::vector<uint32_t> fetchTimeouts() const;
     void clearRecords();
 
     // Adds a feature or replaces the one of that name, value and all, as a firmware change

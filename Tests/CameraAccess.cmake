@@ -1,0 +1,10 @@
+# Camera access: the parameter object, the camera (connection, trigger, grabbing, frames, memory)
+# and the process-wide camera manager, all on simulated cameras.
+quboid3d_add_test(MvCameraParamsTest SOURCES MvCameraParamsTest.cpp LIBS Quboid3DSdkCore Quboid3DCameraSim)
+# Connection events come on the camera library's event thread.
+quboid3d_add_test(MvCameraTest SOURCES MvCameraTest.cpp LIBS Quboid3DSdkCore Quboid3DCameraSim Threads::Threads
+                  LABELS threading)
+# Several threads call the manager at once; connection events come on the library's event thread.
+# The cases with site patterns run in child processes (death tests, left to the AddressSanitizer run).
+quboid3d_add_test(CameraManagerTest SOURCES CameraManagerTest.cpp LIBS Quboid3DSdkCore Quboid3DCameraSim Threads::Threads
+                  LABELS threading)
