@@ -111,12 +111,22 @@ int32_t CScanner::setConfig(const LpmcConfig& config) {
     if (!store_.configure(slots, pointsPerFrame, kRunsPerFrame * static_cast<uint32_t>(cameraCount_))) {
         return LPMC_ERR_NO_MEMORY;
     }
+    belt_.reset(new (std::nothrow) CBeltBins);
+    if (!belt_) {
+        return LPMC_ERR_NO_MEMORY;
+    }
     TrackerSettings ts;
+    ts.heightStep = s.own.heightStep;
     ts.multiPackage = s.multiPackage;
     ts.joinDistance = s.packageDistance;
     ts.endFrames = s.endFrameNum;
     ts.maxFrames = frameNum_;
     tracker_.configure(ts, &store_);
+    holes_.configure(s.endFrameNum, std::max(3, s.noiseFactor));
+    blind_.clear();
+    blind_.reserve(CHoleTracker::kMaxOpen);
+    beltMinX_ = 1e30f;
+    beltMaxX_ = -1e30f;
     FitSettings fs;
     fs.edgeCompensation = s.own.edgeCompensation != 0;
     fs.heightQuantile = s.own.heightQuantile;
@@ -201,11 +211,36 @@ void CScanner::advanceTravel(const LpmcInput& in, FrameInfo& info) {
     haveFrame_ = true;
 }
 
+// Where the belt, as far as it has ever shown, is out of sight at one end of the profile with
+// nothing seen there but the belt further in: something that shows no line stands there.
+void CScanner::addEdgeHoles(const ProfileOutput& out) {
+    if (out.beltMinX > out.beltMaxX) {
+        return; // no belt at all in this frame
+    }
+    const float minWidth = static_cast<float>(out.minHoleWidth);
+    if (beltMinX_ <= beltMaxX_) {
+        if (out.beltMinX - beltMinX_ > minWidth && out.objectMinX > out.beltMinX &&
+            frameHoleCount_ < kHolesPerFrame) {
+            frameHoles_[frameHoleCount_++] = ProfileHole{beltMinX_, out.beltMinX, out.beltY};
+        }
+        if (beltMaxX_ - out.beltMaxX > minWidth && out.objectMaxX < out.beltMaxX &&
+            frameHoleCount_ < kHolesPerFrame) {
+            frameHoles_[frameHoleCount_++] = ProfileHole{out.beltMaxX, beltMaxX_, out.beltY};
+        }
+    }
+    beltMinX_ = std::min(beltMinX_, out.beltMinX);
+    beltMaxX_ = std::max(beltMaxX_, out.beltMaxX);
+}
+
 void CScanner::takeProfiles(const LpmcInput& in, FrameSlot& slot) {
     ProfileOutput out;
     out.points = slot.points;
     out.runs = slot.runs;
     out.runCapacity = store_.runsPerFrame();
+    belt_->clear();
+    out.belt = belt_.get();
+    out.holes = frameHoles_.data();
+    out.holeCapacity = kHolesPerFrame;
     for (int32_t i = 0; i < cameraCount_; ++i) {
         const size_t k = static_cast<size_t>(i);
         float* rows = rows_[k].get();
@@ -218,14 +253,17 @@ void CScanner::takeProfiles(const LpmcInput& in, FrameSlot& slot) {
     }
     slot.pointCount = out.pointCount;
     slot.runCount = out.runCount;
+    frameHoleCount_ = out.holeCount;
+    addEdgeHoles(out);
 }
 
 bool CScanner::isReportable(const FittedBox& f) const {
     const ScanSettings& s = settings_;
     const LpmcBox& b = f.box;
     auto within = [](double v, double lo, double hi) { return v >= lo && (hi <= 0.0 || v <= hi); };
-    return !f.object.touchesEdge && !f.object.cutOff && within(b.length, s.minLength, s.maxLength) &&
-           within(b.width, s.minWidth, s.maxWidth) && within(b.height, s.minHeight, s.maxHeight);
+    return !f.object.touchesEdge && !f.object.cutOff && !f.object.incomplete() &&
+           within(b.length, s.minLength, s.maxLength) && within(b.width, s.minWidth, s.maxWidth) &&
+           within(b.height, s.minHeight, s.maxHeight);
 }
 
 // Measures the objects this frame completed; noise goes, the rest waits to be reported.
@@ -250,6 +288,45 @@ void CScanner::finishObjects(uint64_t seq) {
         queue_.push_back(q);
     }
     (void)seq;
+}
+
+// Something passed that showed no line at all: what is known of it is the stretch of belt it
+// hid and how long it hid it. It is reported as unmeasurable, with no height and no points.
+void CScanner::queueBlind(const BlindTrack& t) {
+    const FrameSlot* first = store_.find(t.firstSeq);
+    const FrameSlot* last = store_.find(t.lastSeq);
+    const double spanX = t.x1 - t.x0;
+    if (first == nullptr || last == nullptr || queue_.size() >= kQueueCapacity) {
+        return;
+    }
+    const double travelY = last->info.travel[0].y - first->info.travel[0].y;
+    const double travelX = last->info.travel[0].x - first->info.travel[0].x;
+    const double spanY = std::fabs(travelY);
+    // Shorter or narrower than any reportable box: a passing flicker of the line, not a package.
+    if (std::max(spanX, spanY) < settings_.minLength || std::min(spanX, spanY) < settings_.minWidth) {
+        return;
+    }
+    Queued q;
+    q.fit.object.id = -1; // owns no run
+    q.fit.object.firstSeq = t.firstSeq;
+    q.fit.object.lastSeq = t.lastSeq;
+    LpmcBox& box = q.fit.box;
+    box.center[0] = static_cast<float>(0.5 * (t.x0 + t.x1) - 0.5 * travelX);
+    box.center[1] = static_cast<float>(t.y - 0.5 * travelY);
+    const bool alongBelt = spanY >= spanX;
+    box.axis1[0] = alongBelt ? 0.0f : 1.0f;
+    box.axis1[1] = alongBelt ? 1.0f : 0.0f;
+    box.axis0[0] = box.axis1[1];
+    box.axis0[1] = -box.axis1[0];
+    box.axis2[2] = 1.0f;
+    box.length = static_cast<float>(std::max(spanX, spanY));
+    box.width = static_cast<float>(std::min(spanX, spanY));
+    box.objEnterTime = first->info.timestamp;
+    box.objLeaveTime = last->info.timestamp;
+    q.reportable = false;
+    q.enterMs = first->info.wallClockMs;
+    q.leaveMs = last->info.wallClockMs;
+    queue_.push_back(q);
 }
 
 // Results go out as soon as objects are complete, or, with scan_package_intime_flag 0, once the
@@ -347,8 +424,13 @@ int32_t CScanner::process(const LpmcInput& input, LpmcResult& result) {
     advanceTravel(input, slot.info);
     takeProfiles(input, slot);
     completed_.clear();
-    tracker_.track(slot, completed_);
+    tracker_.track(slot, completed_, belt_.get());
     finishObjects(seq);
+    blind_.clear();
+    holes_.track(seq, frameHoles_.data(), frameHoleCount_, slot.runs, slot.runCount, *belt_, blind_);
+    for (const BlindTrack& t : blind_) {
+        queueBlind(t);
+    }
     if (emitDue(seq)) {
         emit(result);
     }

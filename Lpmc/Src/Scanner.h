@@ -11,6 +11,7 @@
 #include "CameraModel.h"
 #include "Config.h"
 #include "FrameStore.h"
+#include "HoleTracker.h"
 #include "LineExtraction.h"
 #include "Lpmc.h"
 #include "ObjectTracker.h"
@@ -50,6 +51,8 @@ private:
     void advanceTravel(const LpmcInput& input, FrameInfo& info);
     void takeProfiles(const LpmcInput& input, FrameSlot& slot);
     void finishObjects(uint64_t seq);
+    void queueBlind(const BlindTrack& track);
+    void addEdgeHoles(const ProfileOutput& out);
     bool emitDue(uint64_t seq) const;
     void emit(LpmcResult& result);
     bool isReportable(const FittedBox& fit) const;
@@ -66,6 +69,13 @@ private:
     std::array<std::unique_ptr<float[]>, LPMC_MAX_CAMERAS> rows_{};
     std::array<std::unique_ptr<uint8_t[]>, LPMC_MAX_CAMERAS> peaks_{};
     std::array<ProfileSettings, LPMC_MAX_CAMERAS> profile_{};
+    std::unique_ptr<CBeltBins> belt_; // where the current frame shows the belt
+    static constexpr uint32_t kHolesPerFrame = 64;
+    std::array<ProfileHole, kHolesPerFrame> frameHoles_{};
+    uint32_t frameHoleCount_ = 0;
+    CHoleTracker holes_;
+    float beltMinX_ = 1e30f, beltMaxX_ = -1e30f; // the widest the belt has shown
+    std::vector<BlindTrack> blind_;
     CFrameStore store_;
     CObjectTracker tracker_;
     CBoxFitter fitter_;
