@@ -148,6 +148,15 @@ int32_t CScanner::setConfig(const LpmcConfig& config) {
     completed_.reserve(2 * CObjectTracker::kMaxOpen);
     queue_.clear();
     queue_.reserve(kQueueCapacity);
+    pending_.clear();
+    pending_.reserve(kQueueCapacity);
+    {
+        const CameraModel& m = models_[0];
+        const auto& r = m.rotation;
+        const Vec3& t = m.translation;
+        cameraCentre_ = {-(r[0] * t.x + r[3] * t.y + r[6] * t.z), -(r[1] * t.x + r[4] * t.y + r[7] * t.z),
+                         -(r[2] * t.x + r[5] * t.y + r[8] * t.z)};
+    }
     nextSeq_ = 0;
     haveFrame_ = false;
     travel_ = Travel{};
@@ -281,6 +290,16 @@ void CScanner::finishObjects(uint64_t seq) {
             q.fit.object.cutOff = true;
         }
         q.reportable = isReportable(q.fit);
+        if (o.rearHidden && !q.reportable) {
+            TrackedObject clean = o;
+            clean.rearHidden = false;
+            FittedBox f = q.fit;
+            f.object = clean;
+            if (isReportable(f)) {
+                holdForRear(q, o);
+                continue;
+            }
+        }
         const FrameSlot* first = store_.find(o.firstSeq);
         const FrameSlot* last = store_.find(o.lastSeq);
         q.enterMs = first != nullptr ? first->info.wallClockMs : 0;
@@ -288,6 +307,80 @@ void CScanner::finishObjects(uint64_t seq) {
         queue_.push_back(q);
     }
     (void)seq;
+}
+
+void CScanner::holdForRear(const Queued& q, const TrackedObject& o) {
+    const FrameSlot* last = store_.find(o.lastSeq);
+    if (last == nullptr || pending_.size() >= kQueueCapacity) {
+        queue_.push_back(q);
+        return;
+    }
+    PendingRear p;
+    p.q = q;
+    p.x0 = o.lastX0;
+    p.x1 = o.lastX1;
+    double ySum = 0.0;
+    uint32_t n = 0;
+    for (uint32_t r = 0; r < last->runCount; ++r) {
+        const ProfileRun& run = last->runs[r];
+        if (run.object == o.id) {
+            ySum += last->points[run.first].y + last->points[run.first + run.count - 1].y;
+            n += 2;
+        }
+    }
+    p.lineY = n > 0 ? ySum / n : 0.0;
+    p.topZ = o.lastH / models_[0].heightFactor - settings_.chessboardHeight;
+    p.lastSeq = o.lastSeq;
+    // Its points must still be in the store when it goes out.
+    p.deadline = o.firstSeq + store_.slotCount() - 4;
+    pending_.push_back(p);
+}
+
+// The belt showing behind an object clears its rear. A package arriving there decides: if the
+// camera's ray to the line at the object's top height, just after its last profile, passed above
+// the newcomer's front (where it was then), the object's top would have shown had it gone on:
+// its rear was seen. Otherwise, or when nothing decides in time, the object is unmeasurable.
+void CScanner::decideRears(uint64_t seq) {
+    const FrameSlot* now = store_.find(seq);
+    for (size_t i = 0; i < pending_.size();) {
+        PendingRear& p = pending_[i];
+        int decided = 0; // 1: rear seen, 2: rear maybe hidden
+        int32_t beltBins = 0, all = 0;
+        belt_->count(p.x0, p.x1, beltBins, all);
+        if (all > 0 && 10 * beltBins >= 3 * all) {
+            decided = 1;
+        }
+        const FrameSlot* after = store_.find(p.lastSeq + 1);
+        for (const TrackedObject& o : tracker_.open()) {
+            if (decided != 0 || o.firstSeq != seq || o.lastX1 < p.x0 || o.lastX0 > p.x1 || now == nullptr ||
+                after == nullptr) {
+                continue;
+            }
+            const Vec3& c = cameraCentre_;
+            const double frontY = p.lineY - (now->info.travel[0].y - after->info.travel[0].y);
+            const double frontZ = o.lastH / models_[0].heightFactor - settings_.chessboardHeight;
+            if (c.y >= p.lineY || frontY >= p.lineY) {
+                decided = 1; // nothing that follows stands between the camera and the line
+                continue;
+            }
+            const double s = (p.lineY - frontY) / (p.lineY - c.y);
+            const double rayZ = p.topZ + (c.z - p.topZ) * s;
+            decided = rayZ > frontZ + 1.0 ? 1 : 2;
+        }
+        if (decided == 0 && seq >= p.deadline) {
+            decided = 2;
+        }
+        if (decided == 0) {
+            ++i;
+            continue;
+        }
+        p.q.fit.object.rearHidden = decided == 2;
+        p.q.reportable = isReportable(p.q.fit);
+        if (queue_.size() < kQueueCapacity) {
+            queue_.push_back(p.q);
+        }
+        pending_.erase(pending_.begin() + static_cast<ptrdiff_t>(i));
+    }
 }
 
 // Something passed that showed no line at all: what is known of it is the stretch of belt it
@@ -426,6 +519,7 @@ int32_t CScanner::process(const LpmcInput& input, LpmcResult& result) {
     completed_.clear();
     tracker_.track(slot, completed_, belt_.get());
     finishObjects(seq);
+    decideRears(seq);
     blind_.clear();
     holes_.track(seq, frameHoles_.data(), frameHoleCount_, slot.runs, slot.runCount, *belt_, blind_);
     for (const BlindTrack& t : blind_) {

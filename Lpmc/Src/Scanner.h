@@ -52,6 +52,8 @@ private:
     void takeProfiles(const LpmcInput& input, FrameSlot& slot);
     void finishObjects(uint64_t seq);
     void queueBlind(const BlindTrack& track);
+    void holdForRear(const Queued& q, const TrackedObject& o);
+    void decideRears(uint64_t seq);
     void addEdgeHoles(const ProfileOutput& out);
     bool emitDue(uint64_t seq) const;
     void emit(LpmcResult& result);
@@ -81,6 +83,17 @@ private:
     CBoxFitter fitter_;
     std::vector<TrackedObject> completed_;
     std::vector<Queued> queue_;
+    // Objects that would be measured but for the belt not showing behind them yet: a package
+    // close behind may hide the belt from the camera, and maybe the rear of this one too.
+    struct PendingRear {
+        Queued q;
+        float x0 = 0.0f, x1 = 0.0f; // board X of its last profile
+        double lineY = 0.0;         // board Y of the line there
+        double topZ = 0.0;          // board Z of its top there
+        uint64_t lastSeq = 0, deadline = 0;
+    };
+    std::vector<PendingRear> pending_;
+    Vec3 cameraCentre_{}; // camera 0's centre in board coordinates
     static constexpr size_t kQueueCapacity = 64;
 
     std::array<LpmcBox, LPMC_MAX_BOXES> boxes_{};
