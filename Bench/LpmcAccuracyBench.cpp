@@ -84,9 +84,13 @@ ScanSim::Scene sceneWith(double noise, uint64_t seed) {
 } // namespace
 
 int main(int argc, char** argv) {
-    // --matrix [filter]: only the belt cases of ScanSim/scenes/belt-*.json whose name holds filter.
+    // --matrix [filter [dir]]: only the belt cases of ScanSim/scenes/belt-*.json (or of dir) whose
+    // name holds filter.
     if (argc > 1 && std::strcmp(argv[1], "--matrix") == 0) {
-        return runMatrix(QUBOID3D_SOURCE_DIR "/ScanSim/scenes", argc > 2 ? argv[2] : "") < 0 ? 1 : 0;
+        return runMatrix(argc > 3 ? argv[3] : QUBOID3D_SOURCE_DIR "/ScanSim/scenes",
+                         argc > 2 ? argv[2] : "") < 0
+                   ? 1
+                   : 0;
     }
     const bool quick = argc > 1 && std::strcmp(argv[1], "--quick") == 0;
     const double lengths[] = {50, 120, 300, 600, 1000};
