@@ -4,8 +4,9 @@ add_executable(LpmcSpeedBench LpmcSpeedBench.cpp)
 target_link_libraries(LpmcSpeedBench PRIVATE LpmcTestSupport benchmark::benchmark)
 quboid3d_warnings(LpmcSpeedBench)
 
-add_executable(LpmcAccuracyBench LpmcAccuracyBench.cpp)
+add_executable(LpmcAccuracyBench LpmcAccuracyBench.cpp LpmcMatrix.cpp)
 target_link_libraries(LpmcAccuracyBench PRIVATE LpmcTestSupport)
+target_compile_definitions(LpmcAccuracyBench PRIVATE QUBOID3D_SOURCE_DIR="${PROJECT_SOURCE_DIR}")
 quboid3d_warnings(LpmcAccuracyBench)
 
 add_executable(LpmcLineCentreBench LpmcLineCentreBench.cpp)

@@ -10,6 +10,7 @@
 #include <string>
 #include <vector>
 
+#include "LpmcMatrix.h"
 #include "LpmcScanSim.h"
 
 namespace {
@@ -83,6 +84,14 @@ ScanSim::Scene sceneWith(double noise, uint64_t seed) {
 } // namespace
 
 int main(int argc, char** argv) {
+    // --matrix [filter [dir]]: only the belt cases of ScanSim/scenes/belt-*.json (or of dir) whose
+    // name holds filter.
+    if (argc > 1 && std::strcmp(argv[1], "--matrix") == 0) {
+        return runMatrix(argc > 3 ? argv[3] : QUBOID3D_SOURCE_DIR "/ScanSim/scenes",
+                         argc > 2 ? argv[2] : "") < 0
+                   ? 1
+                   : 0;
+    }
     const bool quick = argc > 1 && std::strcmp(argv[1], "--quick") == 0;
     const double lengths[] = {50, 120, 300, 600, 1000};
     const double yaws[] = {0, 15, 30, 45};
@@ -166,5 +175,6 @@ int main(int argc, char** argv) {
     report("dark boxes (reflectance 0.1)", dark);
     report("white boxes (reflectance 0.85)", white);
     report("side-by-side pairs", pairs);
-    return 0;
+    std::printf("\nbelt cases\n");
+    return runMatrix(QUBOID3D_SOURCE_DIR "/ScanSim/scenes", "") < 0 ? 1 : 0;
 }

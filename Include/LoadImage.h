@@ -11,9 +11,21 @@
 
 namespace Orvia::VisionSystem {
 
+// Frees an image's pixels the way they were allocated: array delete unless a release function
+// is named (a decoder's buffer).
+struct VsImagePixelsDeleter {
+    void (*release)(std::uint8_t*) = nullptr;
+    void operator()(std::uint8_t* pixels) const {
+        if (release != nullptr)
+            release(pixels);
+        else
+            delete[] pixels;
+    }
+};
+
 // An owned 8-bit image. `data` is null for a frame that couldn't be converted.
 struct VsImage {
-    std::unique_ptr<std::uint8_t[]> data;
+    std::unique_ptr<std::uint8_t[], VsImagePixelsDeleter> data;
     std::int32_t size = 0; // bytes in data
     std::int32_t width = 0;
     std::int32_t height = 0;
@@ -29,8 +41,9 @@ public:
     // hidden entries. False only when the pattern finds nothing at all.
     bool openDir();
     // Decodes the next file of the list into a new image; after the last file the first comes
-    // again. False, with `image` untouched, when the list is empty or the file can't be opened
-    // or decoded; the next call moves on to the next file.
+    // again. The image owns the decoder's buffer itself, which goes back to the decoder's pool
+    // when the image goes, for the next frames to reuse. False, with `image` untouched, when the list is
+    // empty or the file can't be opened or decoded; the next call moves on to the next file.
     bool loadNextImage(Memory::TSharedPtr<VsImage>& image);
     // Forgets the listed files.
     void clearFiles() { files.clear(); }

@@ -4,8 +4,7 @@
 #include <cstdio>
 #include <cstring>
 
-#include <stb_image.h>
-
+#include "ImageDecoder.h"
 #include "Orvia/Infra/FileFind.h"
 
 namespace Orvia::VisionSystem {
@@ -56,8 +55,8 @@ bool CLoadImage::loadNextImage(Memory::TSharedPtr<VsImage>& image) {
     std::unique_ptr<std::FILE, FileCloser> file(std::fopen(files[index].c_str(), "rb"));
     if (!file)
         return false;
-    int width = 0, height = 0, components = 0;
-    stbi_uc* decoded = stbi_load_from_file(file.get(), &width, &height, &components, 1);
+    int width = 0, height = 0;
+    std::uint8_t* decoded = decodeGreyImage(file.get(), width, height);
     file.reset();
     if (decoded == nullptr)
         return false;
@@ -66,9 +65,8 @@ bool CLoadImage::loadNextImage(Memory::TSharedPtr<VsImage>& image) {
     loaded->width = width;
     loaded->height = height;
     loaded->size = width * height;
-    loaded->data = std::make_unique_for_overwrite<std::uint8_t[]>(static_cast<std::size_t>(loaded->size));
-    std::memcpy(loaded->data.get(), decoded, static_cast<std::size_t>(loaded->size));
-    stbi_image_free(decoded);
+    loaded->data = std::unique_ptr<std::uint8_t[], VsImagePixelsDeleter>(
+        decoded, VsImagePixelsDeleter{&releaseDecodedImage});
     image = std::move(loaded);
     return true;
 }

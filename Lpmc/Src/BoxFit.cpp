@@ -146,13 +146,18 @@ void CBoxFitter::fit(const TrackedObject& object, const CFrameStore& store, Fitt
                 addEdge(a, {a.x - pitch.x, a.y - pitch.y});
                 addEdge(b, {b.x + pitch.x, b.y + pitch.y});
             }
-            if (isFirst) {
-                addEdge(a, {a.x + step.x, a.y + step.y});
-                addEdge(b, {b.x + step.x, b.y + step.y});
-            }
-            if (isLast) {
-                addEdge(a, {a.x - step.x, a.y - step.y});
-                addEdge(b, {b.x - step.x, b.y - step.y});
+            // Every point of the first and the last profile: where the front or the rear side
+            // runs along the profiles, its middle (away from the corners) places it.
+            if (isFirst || isLast) {
+                for (uint32_t i = 0; i < run.count; ++i) {
+                    const Point2 p = reported(pts[i], *slot, *first, run.camera);
+                    if (isFirst) {
+                        addEdge(p, {p.x + step.x, p.y + step.y});
+                    }
+                    if (isLast) {
+                        addEdge(p, {p.x - step.x, p.y - step.y});
+                    }
+                }
             }
         }
     }

@@ -302,6 +302,28 @@ struct Prepared {
     bool saturated[Stripe::kSize];
 };
 
+// A saturated column may hold a reflection that saturates too (a white surface under a strong
+// laser): the first row at 255 may be the ghost's. The line is the widest saturated plateau, as
+// it carries by far the most light.
+int32_t widestSaturatedRun(const uint8_t* column, ptrdiff_t step, int32_t rowEnd, int32_t firstRow) {
+    int32_t best = firstRow, bestLength = 0;
+    for (int32_t r = firstRow; r < rowEnd;) {
+        if (column[static_cast<ptrdiff_t>(r) * step] != 255) {
+            ++r;
+            continue;
+        }
+        const int32_t start = r;
+        while (r < rowEnd && column[static_cast<ptrdiff_t>(r) * step] == 255) {
+            ++r;
+        }
+        if (r - start > bestLength) {
+            best = start;
+            bestLength = r - start;
+        }
+    }
+    return best;
+}
+
 void prepare(const uint8_t* column, ptrdiff_t step, int32_t rowBegin, int32_t rowEnd, int32_t peakRow,
              const LineSettings& settings, Prepared& p) {
     const uint8_t peak = column[static_cast<ptrdiff_t>(peakRow) * step];
@@ -309,6 +331,9 @@ void prepare(const uint8_t* column, ptrdiff_t step, int32_t rowBegin, int32_t ro
         p.done = true;
         p.row = kNoLine;
         return;
+    }
+    if (peak == 255) {
+        peakRow = widestSaturatedRun(column, step, rowEnd, peakRow);
     }
     // A plateau of equal maxima (a saturated stripe) is centred on its middle.
     int32_t plateauEnd = peakRow;

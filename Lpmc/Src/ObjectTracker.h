@@ -21,6 +21,23 @@ struct TrackedObject {
     uint64_t pointCount = 0;
     bool touchesEdge = false; // some run reached the side of the view
     bool cutOff = false;      // completed because it spanned scan_frame_num frames
+    // Why what was seen may not be the whole object (each makes it unmeasurable):
+    bool beltBehind = false; // the belt showed over its last range after its last profile
+    bool rearHidden = false; // completed without the belt ever showing behind it
+    bool hiddenJoin = false; // continued after profiles that showed no line over it at all
+    bool joined = false;     // two objects, each seen on its own, became one
+    // Profiles in which its left (smaller x) or right end had nothing beyond it, or the line
+    // vanished there beside a taller surface (laser shadow or camera occlusion).
+    uint32_t unsureLeft = 0, unsureRight = 0;
+    // Profiles in which a stretch without line lay inside it: a narrow gap between two packages
+    // side by side, shadowed or hidden from the camera.
+    uint32_t gappedFrames = 0, gapStreak = 0, longestGapStreak = 0;
+    uint64_t lastGappedSeq = 0;
+    float lastH = 0.0f; // mean height of its runs' ends in frame lastSeq
+    // Dropouts on a dark surface come and go; the gap between two packages stays.
+    bool gapped() const { return longestGapStreak >= 10 && 5 * longestGapStreak >= framesSeen; }
+    bool sideUnsure() const { return 2 * unsureLeft >= framesSeen || 2 * unsureRight >= framesSeen; }
+    bool incomplete() const { return rearHidden || hiddenJoin || joined || sideUnsure() || gapped(); }
 };
 
 struct TrackerSettings {
@@ -28,6 +45,7 @@ struct TrackerSettings {
     double joinDistance = 10.0; // mm across the belt within which runs belong together
     int32_t endFrames = 10;     // frames without a run that complete an object
     int32_t maxFrames = 2000;   // frames an object may span
+    double heightStep = 10.0;   // mm: a neighbour this much taller may hide an object's end
 };
 
 class CObjectTracker {
@@ -39,7 +57,8 @@ public:
 
     // Assigns the runs of `slot` (frame slot.info.seq) to objects and appends to `completed`
     // every object that this frame completes. `completed` must have room for kMaxOpen more.
-    void track(FrameSlot& slot, std::vector<TrackedObject>& completed);
+    // `belt` marks where this frame shows the belt (may be null).
+    void track(FrameSlot& slot, std::vector<TrackedObject>& completed, const CBeltBins* belt = nullptr);
 
     // Completes every open object (used when the instance is reconfigured).
     void flush(std::vector<TrackedObject>& completed);
@@ -51,8 +70,14 @@ private:
     struct Group {
         float x0, x1;
         uint32_t firstRun, runCount; // into order_
+        float h = 0.0f;              // mean height of its runs' ends
+        uint32_t gaps = 0;           // stretches of more than 5 mm without line between its runs
     };
     void mergeInto(TrackedObject& into, const TrackedObject& from);
+    bool beltBetween(float x0, float x1) const;
+    bool continues(const Group& g, const TrackedObject& o, uint64_t seq) const;
+    void noteEnds(const FrameSlot& slot, const Group& g, TrackedObject& o) const;
+    void lookBehind(uint64_t seq);
     void relabel(const TrackedObject& from, int32_t id);
 
     TrackerSettings s_{};
@@ -62,6 +87,7 @@ private:
     std::vector<uint32_t> order_; // runs of the frame sorted by x0
     std::vector<Group> groups_;
     std::vector<int32_t> matches_;
+    const CBeltBins* belt_ = nullptr; // of the frame being tracked
 };
 
 } // namespace lpmc

@@ -14,6 +14,10 @@ struct ProfilePoint {
     float h;    // height above the belt, mm
 };
 
+// What a profile shows beyond the end of a run: the belt, nothing at all up to the end of the
+// view (the laser fan or the view ends there), or another object point.
+enum class RunBound : uint8_t { Belt, Open, Object };
+
 // Neighbouring object points of one camera in one frame.
 struct ProfileRun {
     uint32_t first = 0; // index of its first point in the frame's point store
@@ -22,6 +26,33 @@ struct ProfileRun {
     int32_t object = -1;        // the object the run belongs to, once tracked
     uint8_t camera = 0;
     bool touchesEdge = false; // reaches the first or last column of the region
+    RunBound leftBound = RunBound::Open, rightBound = RunBound::Open; // beyond x0 and beyond x1
+    float leftH = 0.0f, rightH = 0.0f;                                // heights of its end points
+    float leftNeighbourH = 0.0f, rightNeighbourH = 0.0f;              // of the object point beyond, if any
+    uint16_t innerGaps = 0; // stretches of more than 5 mm without line inside the run
+};
+
+// A stretch of the profile with no line at all between two belt points: something too tall for
+// the view, or too dark to show the line, stands there (or hides it from the camera).
+struct ProfileHole {
+    float x0 = 0.0f, x1 = 0.0f; // board X of the belt points on either side
+    float y = 0.0f;             // board Y of the line there
+};
+
+// The belt seen in one frame, in 1 mm bins of board X.
+class CBeltBins {
+public:
+    static constexpr int32_t kHalfRange = 8192; // mm either side of X = 0
+    void clear();
+    void mark(float x);
+    // Bins of [x0, x1] holding belt, and all bins of it.
+    void count(float x0, float x1, int32_t& belt, int32_t& all) const;
+    bool any(float x0, float x1) const;
+
+private:
+    static int32_t bin(float x);
+    uint8_t bins_[2 * kHalfRange] = {};
+    int32_t lo_ = 2 * kHalfRange, hi_ = -1; // the marked span, so that clearing is cheap
 };
 
 struct ProfileSettings {
@@ -40,7 +71,16 @@ struct ProfileOutput {
     uint32_t pointCount = 0;        // in/out: points already in the store
     ProfileRun* runs = nullptr;
     uint32_t runCapacity = 0;
-    uint32_t runCount = 0; // in/out
+    uint32_t runCount = 0;        // in/out
+    CBeltBins* belt = nullptr;    // optional: marked where the belt shows
+    ProfileHole* holes = nullptr; // optional
+    uint32_t holeCapacity = 0;
+    uint32_t holeCount = 0;     // in/out
+    double minHoleWidth = 20.0; // mm
+    // Board X extent of this call's belt points and of its object points (noise included);
+    // min > max when there were none.
+    float beltMinX = 1e30f, beltMaxX = -1e30f, objectMinX = 1e30f, objectMaxX = -1e30f;
+    float beltY = 0.0f; // board Y of the last belt point
 };
 
 // Turns line rows (one per image column; negative: no line) into object points and runs and

@@ -111,12 +111,22 @@ int32_t CScanner::setConfig(const LpmcConfig& config) {
     if (!store_.configure(slots, pointsPerFrame, kRunsPerFrame * static_cast<uint32_t>(cameraCount_))) {
         return LPMC_ERR_NO_MEMORY;
     }
+    belt_.reset(new (std::nothrow) CBeltBins);
+    if (!belt_) {
+        return LPMC_ERR_NO_MEMORY;
+    }
     TrackerSettings ts;
+    ts.heightStep = s.own.heightStep;
     ts.multiPackage = s.multiPackage;
     ts.joinDistance = s.packageDistance;
     ts.endFrames = s.endFrameNum;
     ts.maxFrames = frameNum_;
     tracker_.configure(ts, &store_);
+    holes_.configure(s.endFrameNum, std::max(3, s.noiseFactor));
+    blind_.clear();
+    blind_.reserve(CHoleTracker::kMaxOpen);
+    beltMinX_ = 1e30f;
+    beltMaxX_ = -1e30f;
     FitSettings fs;
     fs.edgeCompensation = s.own.edgeCompensation != 0;
     fs.heightQuantile = s.own.heightQuantile;
@@ -138,6 +148,15 @@ int32_t CScanner::setConfig(const LpmcConfig& config) {
     completed_.reserve(2 * CObjectTracker::kMaxOpen);
     queue_.clear();
     queue_.reserve(kQueueCapacity);
+    pending_.clear();
+    pending_.reserve(kQueueCapacity);
+    {
+        const CameraModel& m = models_[0];
+        const auto& r = m.rotation;
+        const Vec3& t = m.translation;
+        cameraCentre_ = {-(r[0] * t.x + r[3] * t.y + r[6] * t.z), -(r[1] * t.x + r[4] * t.y + r[7] * t.z),
+                         -(r[2] * t.x + r[5] * t.y + r[8] * t.z)};
+    }
     nextSeq_ = 0;
     haveFrame_ = false;
     travel_ = Travel{};
@@ -201,11 +220,36 @@ void CScanner::advanceTravel(const LpmcInput& in, FrameInfo& info) {
     haveFrame_ = true;
 }
 
+// Where the belt, as far as it has ever shown, is out of sight at one end of the profile with
+// nothing seen there but the belt further in: something that shows no line stands there.
+void CScanner::addEdgeHoles(const ProfileOutput& out) {
+    if (out.beltMinX > out.beltMaxX) {
+        return; // no belt at all in this frame
+    }
+    const float minWidth = static_cast<float>(out.minHoleWidth);
+    if (beltMinX_ <= beltMaxX_) {
+        if (out.beltMinX - beltMinX_ > minWidth && out.objectMinX > out.beltMinX &&
+            frameHoleCount_ < kHolesPerFrame) {
+            frameHoles_[frameHoleCount_++] = ProfileHole{beltMinX_, out.beltMinX, out.beltY};
+        }
+        if (beltMaxX_ - out.beltMaxX > minWidth && out.objectMaxX < out.beltMaxX &&
+            frameHoleCount_ < kHolesPerFrame) {
+            frameHoles_[frameHoleCount_++] = ProfileHole{out.beltMaxX, beltMaxX_, out.beltY};
+        }
+    }
+    beltMinX_ = std::min(beltMinX_, out.beltMinX);
+    beltMaxX_ = std::max(beltMaxX_, out.beltMaxX);
+}
+
 void CScanner::takeProfiles(const LpmcInput& in, FrameSlot& slot) {
     ProfileOutput out;
     out.points = slot.points;
     out.runs = slot.runs;
     out.runCapacity = store_.runsPerFrame();
+    belt_->clear();
+    out.belt = belt_.get();
+    out.holes = frameHoles_.data();
+    out.holeCapacity = kHolesPerFrame;
     for (int32_t i = 0; i < cameraCount_; ++i) {
         const size_t k = static_cast<size_t>(i);
         float* rows = rows_[k].get();
@@ -218,14 +262,17 @@ void CScanner::takeProfiles(const LpmcInput& in, FrameSlot& slot) {
     }
     slot.pointCount = out.pointCount;
     slot.runCount = out.runCount;
+    frameHoleCount_ = out.holeCount;
+    addEdgeHoles(out);
 }
 
 bool CScanner::isReportable(const FittedBox& f) const {
     const ScanSettings& s = settings_;
     const LpmcBox& b = f.box;
     auto within = [](double v, double lo, double hi) { return v >= lo && (hi <= 0.0 || v <= hi); };
-    return !f.object.touchesEdge && !f.object.cutOff && within(b.length, s.minLength, s.maxLength) &&
-           within(b.width, s.minWidth, s.maxWidth) && within(b.height, s.minHeight, s.maxHeight);
+    return !f.object.touchesEdge && !f.object.cutOff && !f.object.incomplete() &&
+           within(b.length, s.minLength, s.maxLength) && within(b.width, s.minWidth, s.maxWidth) &&
+           within(b.height, s.minHeight, s.maxHeight);
 }
 
 // Measures the objects this frame completed; noise goes, the rest waits to be reported.
@@ -243,6 +290,16 @@ void CScanner::finishObjects(uint64_t seq) {
             q.fit.object.cutOff = true;
         }
         q.reportable = isReportable(q.fit);
+        if (o.rearHidden && !q.reportable) {
+            TrackedObject clean = o;
+            clean.rearHidden = false;
+            FittedBox f = q.fit;
+            f.object = clean;
+            if (isReportable(f)) {
+                holdForRear(q, o);
+                continue;
+            }
+        }
         const FrameSlot* first = store_.find(o.firstSeq);
         const FrameSlot* last = store_.find(o.lastSeq);
         q.enterMs = first != nullptr ? first->info.wallClockMs : 0;
@@ -250,6 +307,119 @@ void CScanner::finishObjects(uint64_t seq) {
         queue_.push_back(q);
     }
     (void)seq;
+}
+
+void CScanner::holdForRear(const Queued& q, const TrackedObject& o) {
+    const FrameSlot* last = store_.find(o.lastSeq);
+    if (last == nullptr || pending_.size() >= kQueueCapacity) {
+        queue_.push_back(q);
+        return;
+    }
+    PendingRear p;
+    p.q = q;
+    p.x0 = o.lastX0;
+    p.x1 = o.lastX1;
+    double ySum = 0.0;
+    uint32_t n = 0;
+    for (uint32_t r = 0; r < last->runCount; ++r) {
+        const ProfileRun& run = last->runs[r];
+        if (run.object == o.id) {
+            ySum += last->points[run.first].y + last->points[run.first + run.count - 1].y;
+            n += 2;
+        }
+    }
+    p.lineY = n > 0 ? ySum / n : 0.0;
+    p.topZ = o.lastH / models_[0].heightFactor - settings_.chessboardHeight;
+    p.lastSeq = o.lastSeq;
+    // Its points must still be in the store when it goes out.
+    p.deadline = o.firstSeq + store_.slotCount() - 4;
+    pending_.push_back(p);
+}
+
+// The belt showing behind an object clears its rear. A package arriving there decides: if the
+// camera's ray to the line at the object's top height, just after its last profile, passed above
+// the newcomer's front (where it was then), the object's top would have shown had it gone on:
+// its rear was seen. Otherwise, or when nothing decides in time, the object is unmeasurable.
+void CScanner::decideRears(uint64_t seq) {
+    const FrameSlot* now = store_.find(seq);
+    for (size_t i = 0; i < pending_.size();) {
+        PendingRear& p = pending_[i];
+        int decided = 0; // 1: rear seen, 2: rear maybe hidden
+        int32_t beltBins = 0, all = 0;
+        belt_->count(p.x0, p.x1, beltBins, all);
+        if (all > 0 && 10 * beltBins >= 3 * all) {
+            decided = 1;
+        }
+        const FrameSlot* after = store_.find(p.lastSeq + 1);
+        for (const TrackedObject& o : tracker_.open()) {
+            if (decided != 0 || o.firstSeq != seq || o.lastX1 < p.x0 || o.lastX0 > p.x1 || now == nullptr ||
+                after == nullptr) {
+                continue;
+            }
+            const Vec3& c = cameraCentre_;
+            const double frontY = p.lineY - (now->info.travel[0].y - after->info.travel[0].y);
+            const double frontZ = o.lastH / models_[0].heightFactor - settings_.chessboardHeight;
+            if (c.y >= p.lineY || frontY >= p.lineY) {
+                decided = 1; // nothing that follows stands between the camera and the line
+                continue;
+            }
+            const double s = (p.lineY - frontY) / (p.lineY - c.y);
+            const double rayZ = p.topZ + (c.z - p.topZ) * s;
+            decided = rayZ > frontZ + 1.0 ? 1 : 2;
+        }
+        if (decided == 0 && seq >= p.deadline) {
+            decided = 2;
+        }
+        if (decided == 0) {
+            ++i;
+            continue;
+        }
+        p.q.fit.object.rearHidden = decided == 2;
+        p.q.reportable = isReportable(p.q.fit);
+        if (queue_.size() < kQueueCapacity) {
+            queue_.push_back(p.q);
+        }
+        pending_.erase(pending_.begin() + static_cast<ptrdiff_t>(i));
+    }
+}
+
+// Something passed that showed no line at all: what is known of it is the stretch of belt it
+// hid and how long it hid it. It is reported as unmeasurable, with no height and no points.
+void CScanner::queueBlind(const BlindTrack& t) {
+    const FrameSlot* first = store_.find(t.firstSeq);
+    const FrameSlot* last = store_.find(t.lastSeq);
+    const double spanX = t.x1 - t.x0;
+    if (first == nullptr || last == nullptr || queue_.size() >= kQueueCapacity) {
+        return;
+    }
+    const double travelY = last->info.travel[0].y - first->info.travel[0].y;
+    const double travelX = last->info.travel[0].x - first->info.travel[0].x;
+    const double spanY = std::fabs(travelY);
+    // Shorter or narrower than any reportable box: a passing flicker of the line, not a package.
+    if (std::max(spanX, spanY) < settings_.minLength || std::min(spanX, spanY) < settings_.minWidth) {
+        return;
+    }
+    Queued q;
+    q.fit.object.id = -1; // owns no run
+    q.fit.object.firstSeq = t.firstSeq;
+    q.fit.object.lastSeq = t.lastSeq;
+    LpmcBox& box = q.fit.box;
+    box.center[0] = static_cast<float>(0.5 * (t.x0 + t.x1) - 0.5 * travelX);
+    box.center[1] = static_cast<float>(t.y - 0.5 * travelY);
+    const bool alongBelt = spanY >= spanX;
+    box.axis1[0] = alongBelt ? 0.0f : 1.0f;
+    box.axis1[1] = alongBelt ? 1.0f : 0.0f;
+    box.axis0[0] = box.axis1[1];
+    box.axis0[1] = -box.axis1[0];
+    box.axis2[2] = 1.0f;
+    box.length = static_cast<float>(std::max(spanX, spanY));
+    box.width = static_cast<float>(std::min(spanX, spanY));
+    box.objEnterTime = first->info.timestamp;
+    box.objLeaveTime = last->info.timestamp;
+    q.reportable = false;
+    q.enterMs = first->info.wallClockMs;
+    q.leaveMs = last->info.wallClockMs;
+    queue_.push_back(q);
 }
 
 // Results go out as soon as objects are complete, or, with scan_package_intime_flag 0, once the
@@ -347,8 +517,14 @@ int32_t CScanner::process(const LpmcInput& input, LpmcResult& result) {
     advanceTravel(input, slot.info);
     takeProfiles(input, slot);
     completed_.clear();
-    tracker_.track(slot, completed_);
+    tracker_.track(slot, completed_, belt_.get());
     finishObjects(seq);
+    decideRears(seq);
+    blind_.clear();
+    holes_.track(seq, frameHoles_.data(), frameHoleCount_, slot.runs, slot.runCount, *belt_, blind_);
+    for (const BlindTrack& t : blind_) {
+        queueBlind(t);
+    }
     if (emitDue(seq)) {
         emit(result);
     }

@@ -11,6 +11,7 @@
 #include "CameraModel.h"
 #include "Config.h"
 #include "FrameStore.h"
+#include "HoleTracker.h"
 #include "LineExtraction.h"
 #include "Lpmc.h"
 #include "ObjectTracker.h"
@@ -50,6 +51,10 @@ private:
     void advanceTravel(const LpmcInput& input, FrameInfo& info);
     void takeProfiles(const LpmcInput& input, FrameSlot& slot);
     void finishObjects(uint64_t seq);
+    void queueBlind(const BlindTrack& track);
+    void holdForRear(const Queued& q, const TrackedObject& o);
+    void decideRears(uint64_t seq);
+    void addEdgeHoles(const ProfileOutput& out);
     bool emitDue(uint64_t seq) const;
     void emit(LpmcResult& result);
     bool isReportable(const FittedBox& fit) const;
@@ -66,11 +71,29 @@ private:
     std::array<std::unique_ptr<float[]>, LPMC_MAX_CAMERAS> rows_{};
     std::array<std::unique_ptr<uint8_t[]>, LPMC_MAX_CAMERAS> peaks_{};
     std::array<ProfileSettings, LPMC_MAX_CAMERAS> profile_{};
+    std::unique_ptr<CBeltBins> belt_; // where the current frame shows the belt
+    static constexpr uint32_t kHolesPerFrame = 64;
+    std::array<ProfileHole, kHolesPerFrame> frameHoles_{};
+    uint32_t frameHoleCount_ = 0;
+    CHoleTracker holes_;
+    float beltMinX_ = 1e30f, beltMaxX_ = -1e30f; // the widest the belt has shown
+    std::vector<BlindTrack> blind_;
     CFrameStore store_;
     CObjectTracker tracker_;
     CBoxFitter fitter_;
     std::vector<TrackedObject> completed_;
     std::vector<Queued> queue_;
+    // Objects that would be measured but for the belt not showing behind them yet: a package
+    // close behind may hide the belt from the camera, and maybe the rear of this one too.
+    struct PendingRear {
+        Queued q;
+        float x0 = 0.0f, x1 = 0.0f; // board X of its last profile
+        double lineY = 0.0;         // board Y of the line there
+        double topZ = 0.0;          // board Z of its top there
+        uint64_t lastSeq = 0, deadline = 0;
+    };
+    std::vector<PendingRear> pending_;
+    Vec3 cameraCentre_{}; // camera 0's centre in board coordinates
     static constexpr size_t kQueueCapacity = 64;
 
     std::array<LpmcBox, LPMC_MAX_BOXES> boxes_{};
