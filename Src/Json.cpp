@@ -1,9 +1,11 @@
 #include "Json.h"
 
+#include <cerrno>
 #include <climits>
 #include <cmath>
 #include <cstdint>
 #include <cstdio>
+#include <cstdlib>
 #include <utility>
 
 #include <rapidjson/error/en.h>
@@ -281,14 +283,22 @@ class JsonBuilder : public rapidjson::BaseReaderHandler<rapidjson::UTF8<>, JsonB
 public:
     bool Null() { return add(Json()); }
     bool Bool(bool b) { return add(Json(b)); }
-    bool Int(int i) { return add(Json(i)); }
-    bool Uint(unsigned u) {
-        return add(u <= static_cast<unsigned>(INT_MAX) ? Json(static_cast<int>(u))
-                                                       : Json(static_cast<double>(u)));
+    // Numbers come as their text: what counts as an integer is decided on what was written.
+    bool RawNumber(const char* text, rapidjson::SizeType length, bool) {
+        const std::string written(text, length);
+        if (written.find_first_of(".eE") == std::string::npos) {
+            errno = 0;
+            const long long integer = std::strtoll(written.c_str(), nullptr, 10);
+            if (errno == 0 && integer >= INT_MIN && integer <= INT_MAX)
+                return add(Json(static_cast<int>(integer)));
+        }
+        const double number = std::strtod(written.c_str(), nullptr);
+        if (!std::isfinite(number)) {
+            numberTooBig = true;
+            return false;
+        }
+        return add(Json(number));
     }
-    bool Int64(int64_t i) { return add(Json(static_cast<double>(i))); }
-    bool Uint64(uint64_t u) { return add(Json(static_cast<double>(u))); }
-    bool Double(double d) { return add(Json(d)); }
     bool String(const char* text, rapidjson::SizeType length, bool) {
         return add(Json(std::string(text, length)));
     }
@@ -311,6 +321,7 @@ public:
 
     Json root;
     bool tooDeep = false;
+    bool numberTooBig = false;
 
 private:
     struct Container {
@@ -349,11 +360,13 @@ Json Json::parse(const std::string& text, std::string& error) {
     JsonBuilder builder;
     rapidjson::Reader reader;
     rapidjson::MemoryStream stream(text.data(), text.size());
-    constexpr unsigned kFlags = rapidjson::kParseIterativeFlag | rapidjson::kParseFullPrecisionFlag;
+    constexpr unsigned kFlags = rapidjson::kParseIterativeFlag | rapidjson::kParseNumbersAsStringsFlag;
     const rapidjson::ParseResult result = reader.Parse<kFlags>(stream, builder);
     if (result.IsError()) {
         const char* reason = builder.tooDeep ? "Nesting is deeper than 200 levels."
-                                             : rapidjson::GetParseError_En(result.Code());
+                             : builder.numberTooBig
+                                 ? rapidjson::GetParseError_En(rapidjson::kParseErrorNumberTooBig)
+                                 : rapidjson::GetParseError_En(result.Code());
         error = std::string(reason) + " (offset " + std::to_string(result.Offset()) + ")";
         return Json();
     }

@@ -18,6 +18,8 @@
 
 #include "CameraTestSupport.h"
 #include "Json.h"
+#include "ScanSim/ScanWriter.h"
+#include "ScanSim/SceneJson.h"
 #include "TempWorkDir.h"
 
 namespace quboid3d::test {
@@ -159,6 +161,27 @@ TEST_F(ConfigManagerTest, AICameraCalibrationComesDownIntoTheDirectory) {
     EXPECT_EQ(plugged.sim->transfers().size(), 64u);
     ASSERT_TRUE(manager.saveToLocal("3DCfg"));
     EXPECT_EQ(filesIn("3DCfg"), kStation);
+}
+
+// The calibration of a station that ScanSim writes, carried by a camera of each type, comes
+// down into an empty directory byte for byte.
+TEST_F(ConfigManagerTest, AScanSimStationCarriedByTheCameraComesDownUnchanged) {
+    ScanSim::Scene scene;
+    std::string error;
+    ASSERT_TRUE(ScanSim::loadSceneFile(fs::path(SCANSIM_SCENES_DIR) / "default.json", scene, error)) << error;
+    ASSERT_TRUE(ScanSim::writeCalibrationFiles(scene, "station", error)) << error;
+    const CalibFileTexts station = filesIn("station");
+    for (const std::string& file : station)
+        ASSERT_FALSE(file.empty());
+    for (uint32_t type : {CameraTypeU3, CameraTypeGige, CameraTypeAI}) {
+        auto camera = simulated("CMS-" + std::to_string(type), type);
+        holdInCamera(camera, makeCalibrationText(station));
+        cacheFiles({});
+        ASSERT_TRUE(manager.loadFromCamera(camera)) << type;
+        const std::string dir = "3DCfg-" + std::to_string(type);
+        ASSERT_TRUE(manager.saveToLocal(dir));
+        EXPECT_EQ(filesIn(dir), station) << type;
+    }
 }
 
 TEST_F(ConfigManagerTest, U3AndGigeCamerasKeepTheTextInTheirPrivateArea) {

@@ -91,6 +91,19 @@ TEST(JsonTest, NumbersBeyondIntOrWithFractionOrExponentAreNoIntegers) {
     EXPECT_EQ(values[4].int_value(), 0);
 }
 
+TEST(JsonTest, NumbersAreReadFromTheirText) {
+    const Json values = parsed("[0e83, -0, 99999999999999999999, 1E-400, 0.1]");
+    EXPECT_FALSE(values[0].is_integer());
+    EXPECT_EQ(values[0].number_value(), 0.0);
+    EXPECT_TRUE(values[1].is_integer());
+    EXPECT_FALSE(values[2].is_integer());
+    EXPECT_EQ(values[2].number_value(), 1e20);
+    EXPECT_EQ(values[3].number_value(), 0.0);
+    EXPECT_EQ(values[4].number_value(), 0.1);
+    EXPECT_EQ(errorOf("[1, 1e400]"), "Number too big to be stored in double. (offset 4)");
+    EXPECT_EQ(errorOf("01"), "The document root must not be followed by other values. (offset 1)");
+}
+
 TEST(JsonTest, AccessorsOfAnotherTypeGiveZeroFalseOrEmpty) {
     const Json text("3");
     EXPECT_EQ(text.int_value(), 0);
