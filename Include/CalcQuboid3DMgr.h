@@ -48,6 +48,8 @@ public:
     const std::string& configDir() const { return cfgDir; }
     const Memory::TSharedPtr<CCalcQuboid3DMulti>& calculatorObject() const { return calculator; }
     const std::vector<Memory::TSharedPtr<CLoadImage>>& localSources() const { return localDirs; }
+    // The cameras in use; the measurement thread swaps them during a reconnection.
+    const std::vector<Memory::TSharedPtr<CMvCamera>>& cameraList() const { return cameras; }
 
 private:
     // What the thread does after a step of a pass.
