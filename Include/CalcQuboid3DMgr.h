@@ -3,6 +3,7 @@
 #pragma once
 
 #include <atomic>
+#include <cstdint>
 #include <mutex>
 #include <string>
 #include <thread>
@@ -47,10 +48,25 @@ public:
     const std::string& configDir() const { return cfgDir; }
     const Memory::TSharedPtr<CCalcQuboid3DMulti>& calculatorObject() const { return calculator; }
     const std::vector<Memory::TSharedPtr<CLoadImage>>& localSources() const { return localDirs; }
+    // The cameras in use; the measurement thread swaps them during a reconnection.
+    const std::vector<Memory::TSharedPtr<CMvCamera>>& cameraList() const { return cameras; }
 
 private:
+    // What the thread does after a step of a pass.
+    enum class PassStep { Measure, EndPass, EndThread };
+    // The thread's view of a lost camera: when the outage began (100 ns ticks of the system
+    // clock) and the site settings read when the thread started.
+    struct ReconnectState {
+        std::int64_t start = 0;
+        bool enabled = true;
+        std::int64_t timeoutMs = 30000;
+    };
+
     void threadCalcQuboid3D();
-    void measureOnce(std::vector<BoxDims>& boxes, bool& online);
+    PassStep measureOnce(std::vector<BoxDims>& boxes, bool& online, ReconnectState& reconnect);
+    PassStep reconnectCameras(std::vector<BoxDims>& boxes, bool& online, const ReconnectState& reconnect);
+    PassStep reportOffline(ReconnectState& reconnect);
+    void reportCameraStatus(int status);
     void handOverToOutputPlugin(const BoxDims& box);
     bool processCameraFrames(std::vector<BoxDims>& boxes, bool& online, const LpmcResult*& result,
                              int& status);

@@ -10,11 +10,13 @@
 
 #include "BoxDims.h"
 #include "Lpmc.h"
+#include "Orvia/GenICam/Frame.h"
 #include "Orvia/Memory/SharedPtr.h"
 
 namespace Orvia::VisionSystem {
 
 class CLoadImage;
+class CMvCamera;
 struct VsImage;
 
 class CCalcQuboid3DMulti {
@@ -47,6 +49,18 @@ public:
     bool getDirImage(Memory::TSharedPtr<VsImage>& image, Memory::TSharedPtr<CLoadImage> loader,
                      LpmcImageDesc* desc, double& timestamp);
 
+    // The same passes fed from cameras, one frame of each per pass. `connected` turns false when a
+    // camera is lost, which ends the call.
+    bool process(std::vector<Memory::TSharedPtr<CMvCamera>> cameras, std::vector<BoxDims>& boxes,
+                 bool& connected, const LpmcResult*& outResult, int& outRet);
+    // Fetches one frame of a plain camera into `frame` and describes it in `desc`: Mono8 in place,
+    // Mono4p unpacked into `image`; the time in milliseconds of the camera's clock.
+    bool getCameraImage(GenICam::CFrame& frame, Memory::TSharedPtr<CMvCamera> camera, LpmcImageDesc* desc,
+                        bool& connected, double& timestamp, Memory::TSharedPtr<VsImage>& image);
+    // Fetches one line-form frame into `frame` and points slot `index` of the input at its block.
+    bool getPipelineResult(int index, GenICam::CFrame& frame, Memory::TSharedPtr<CMvCamera> camera,
+                           bool& connected);
+
     void* handle = nullptr;
     LpmcCreateParam createParam{};
     LpmcConfig config{};
@@ -68,9 +82,22 @@ private:
     // Frees the calibration sets and image descriptors; leaves the library alone.
     void freeRecords();
     void clearResult();
+    // The objects one pass holds until the library has returned: the images and frames whose
+    // pixels the input points at.
+    struct PassObjects {
+        Memory::TSharedPtr<VsImage> images[LPMC_MAX_CAMERAS];
+        GenICam::CFrame frames[LPMC_MAX_CAMERAS];
+    };
+    // The passes both forms of process share; `fetchSlot(i, pass)` fetches slot i and says
+    // whether it succeeded, `failedLine` is the warning of a failed fetch.
+    template <class FetchSlot>
+    bool runPasses(FetchSlot& fetchSlot, const char* failedLine, std::vector<BoxDims>& boxes, bool& connected,
+                   const LpmcResult*& outResult, int& outRet);
     // One pass over the sources; false when a fetch failed.
-    bool fetchPass(const std::vector<Memory::TSharedPtr<CLoadImage>>& loaders,
-                   Memory::TSharedPtr<VsImage> (&images)[LPMC_MAX_CAMERAS]);
+    template <class FetchSlot>
+    bool fetchPass(FetchSlot& fetchSlot, const char* failedLine, PassObjects& pass);
+    bool fetchCameraSlot(std::uint32_t i, const std::vector<Memory::TSharedPtr<CMvCamera>>& cameras,
+                         PassObjects& pass, bool& connected);
 };
 
 } // namespace Orvia::VisionSystem

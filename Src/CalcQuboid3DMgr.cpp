@@ -2,13 +2,17 @@
 
 #include <chrono>
 #include <cwctype>
+#include <sstream>
+#include <utility>
 
 #include "AdvancedConfig.h"
 #include "CalcQuboid3DMulti.h"
 #include "DynamicLibrary.h"
 #include "ICalcVolumeSink.h"
+#include "KeyValueCfgParser.h"
 #include "LoadImage.h"
 #include "LocalTime.h"
+#include "MvCamera.h"
 #include "OutputPlugin.h"
 #include "VsLog.h"
 
@@ -20,11 +24,22 @@ constexpr const char* kChannel = "Volume";
 constexpr const char* kRecordChannel = "VolumeRecord";
 constexpr const char* kInitializeFn = "Orvia::VisionSystem::CCalcQuboid3DMgr::initialize";
 constexpr const char* kFinalizeFn = "Orvia::VisionSystem::CCalcQuboid3DMgr::finalize";
+constexpr const char* kRunFn = "Orvia::VisionSystem::CCalcQuboid3DMgr::run";
 constexpr const char* kFrameStatusFn = "Orvia::VisionSystem::CCalcQuboid3DMgr::setFrameStatusCallback";
 constexpr const char* kThreadFn = "Orvia::VisionSystem::CCalcQuboid3DMgr::threadCalcQuboid3D";
 constexpr const char* kPluginFn = "Orvia::VisionSystem::CCalcQuboid3DMgr::initOutputPlugin";
 constexpr const char* kDefaultCfgDir = "./3DCfg/";
 constexpr const char* kLocalImagesDir = "./LocalImages/";
+constexpr int kCamerasNeeded = 1;
+constexpr std::int64_t kTicksPerMs = 10000;
+constexpr auto kReconnectPause = std::chrono::milliseconds(50);
+
+// The wall clock in 100 ns ticks: an outage is timed on it, so a change of the clock shifts the
+// deadline.
+std::int64_t systemClockTicks() {
+    using Ticks = std::chrono::duration<std::int64_t, std::ratio<1, 10000000>>;
+    return std::chrono::duration_cast<Ticks>(std::chrono::system_clock::now().time_since_epoch()).count();
+}
 
 // Strips every character that iswspace counts as space from both ends.
 std::string trimmedWide(const std::string& text) {
@@ -143,22 +158,36 @@ void CCalcQuboid3DMgr::threadCalcQuboid3D() {
     VS_LOG_INFO(kChannel, kThreadFn, "Start 3D volume proc thread success.\n");
     std::vector<BoxDims> boxes;
     bool online = true;
-    while (running)
-        measureOnce(boxes, online);
+    ReconnectState reconnect;
+    reconnect.start = systemClockTicks();
+    reconnect.enabled = AdvancedConfig::instance().EnableCameraReconnect;
+    reconnect.timeoutMs = AdvancedConfig::instance().CameraReconnectTimeout;
+    while (running) {
+        PassStep step = PassStep::Measure;
+        if (!localMode && !online && reconnect.enabled)
+            step = reconnectCameras(boxes, online, reconnect);
+        if (step == PassStep::Measure)
+            step = measureOnce(boxes, online, reconnect);
+        if (step == PassStep::EndThread)
+            break;
+    }
     VS_LOG_INFO(kChannel, kThreadFn, "Exit 3D volume proc thread success.\n");
 }
 
 // One pass: the calculator runs until it has an outcome, each box is logged and handed to the
 // output plug-in, and the sink gets the whole pass once, whatever its outcome.
-void CCalcQuboid3DMgr::measureOnce(std::vector<BoxDims>& boxes, bool& online) {
+CCalcQuboid3DMgr::PassStep CCalcQuboid3DMgr::measureOnce(std::vector<BoxDims>& boxes, bool& online,
+                                                         ReconnectState& reconnect) {
     boxes.clear();
     const LpmcResult* result = nullptr;
     int status = 0;
     const bool processed = localMode ? calculator->process(localDirs, boxes, online, result, status)
                                      : processCameraFrames(boxes, online, result, status);
+    if (!localMode && !online)
+        return reportOffline(reconnect);
     if (!processed) {
         std::this_thread::sleep_for(std::chrono::milliseconds(10));
-        return;
+        return PassStep::EndPass;
     }
     if (result != nullptr && result->resultState == LPMC_STATE_BOXES) {
         for (const BoxDims& box : boxes) {
@@ -171,6 +200,67 @@ void CCalcQuboid3DMgr::measureOnce(std::vector<BoxDims>& boxes, bool& online) {
     }
     if (sink != nullptr)
         sink->onVolumeResult(boxes, result, status);
+    return PassStep::EndPass;
+}
+
+// The camera was lost in this pass: either the thread ends, or the outage clock starts.
+CCalcQuboid3DMgr::PassStep CCalcQuboid3DMgr::reportOffline(ReconnectState& reconnect) {
+    if (!reconnect.enabled) {
+        VS_LOG_ERROR(kChannel, kThreadFn, "Camera is offline and reconnect is off, exit 3D proc thread.");
+        reportCameraStatus(VSLB_CAMERA_OFFLINE);
+        return PassStep::EndThread;
+    }
+    VS_LOG_ERROR(kChannel, kThreadFn, "Camera is offline, start reconnect.");
+    reportCameraStatus(VSLB_CAMERA_RECONNECTING);
+    reconnect.start = systemClockTicks();
+    return PassStep::EndPass;
+}
+
+// One attempt to rebuild the cameras from what discovery finds now. On success the same pass
+// goes on to measure.
+CCalcQuboid3DMgr::PassStep CCalcQuboid3DMgr::reconnectCameras(std::vector<BoxDims>& boxes, bool& online,
+                                                              const ReconnectState& reconnect) {
+    if ((systemClockTicks() - reconnect.start) / kTicksPerMs >= reconnect.timeoutMs) {
+        VS_LOG_INFO(kChannel, kThreadFn, "Reconnect timeout.");
+        if (sink != nullptr)
+            sink->onVolumeResult(boxes, nullptr, VSLB_ERR_RECONNECT_TIMEOUT);
+        reportCameraStatus(VSLB_CAMERA_RECONNECT_TIMEOUT);
+        return PassStep::EndThread;
+    }
+    for (const auto& camera : cameras)
+        camera->close();
+    std::vector<Memory::TSharedPtr<CMvCamera>> found;
+    const int count = CCameraManager::getInstance().getAll3DCameras(found);
+    const int needed = static_cast<int>(cameras.size());
+    if (count < needed) {
+        VS_LOG_ERROR(kChannel, kThreadFn, "Reconnect failed, camera num < %d. now is %d", needed, count);
+        std::this_thread::sleep_for(kReconnectPause);
+        return PassStep::EndPass;
+    }
+    online = true;
+    for (int i = 0; i < needed && online; ++i)
+        online = found[i]->open(nullptr) == 0 && found[i]->startGrabbing() == 0;
+    if (!online) {
+        for (int i = 0; i < needed; ++i)
+            found[i]->close();
+        std::this_thread::sleep_for(kReconnectPause);
+        return PassStep::EndPass;
+    }
+    for (int i = 0; i < needed; ++i)
+        std::swap(cameras[i], found[i]);
+    VS_LOG_INFO(kChannel, kThreadFn, "Reconnect ok.");
+    reportCameraStatus(VSLB_CAMERA_RECONNECTED);
+    return PassStep::Measure;
+}
+
+// The callback runs under the status lock, so that it is never called after it was replaced.
+void CCalcQuboid3DMgr::reportCameraStatus(int status) {
+    std::lock_guard lock(statusMutex);
+    if (cameraStatusCallback == nullptr)
+        return;
+    VslbCameraStatus record{};
+    record.status = status;
+    cameraStatusCallback(&record);
 }
 
 // The site setting is "Library&arguments": the library name gets the platform's suffix unless
@@ -242,28 +332,84 @@ void CCalcQuboid3DMgr::clearLocalFileLists() {
         source->clearFiles();
 }
 
-// The steps below are the places where the cameras, the calibration in the camera and factory
-// data join the object. Each one has nothing to do until its subsystem
-// exists.
+// The steps below are the places where the calibration in the camera and factory data join the
+// object. Each one has nothing to do until its subsystem exists.
 
-bool CCalcQuboid3DMgr::initCameras(const std::string&, int*) {
-    return true;
-}
 bool CCalcQuboid3DMgr::downloadCalibration(const std::string&, int*) {
     return true;
 }
 bool CCalcQuboid3DMgr::applyFactoryData(const std::string&, int*) {
     return true;
 }
-bool CCalcQuboid3DMgr::startCameras() {
+void CCalcQuboid3DMgr::writeBackFactoryData() {}
+
+// Camera mode measures from one camera: the first that discovery reports.
+bool CCalcQuboid3DMgr::initCameras(const std::string&, int* error) {
+    std::vector<Memory::TSharedPtr<CMvCamera>> found;
+    const int count = CCameraManager::getInstance().getAll3DCameras(found);
+    if (count < kCamerasNeeded) {
+        setError(error, VSLB_ERR_NO_CAMERA);
+        // The count found has no conversion of its own in this line.
+        VS_LOG_ERROR(kChannel, kInitializeFn, "Initialize 3D volume failed, U3 camera num < %d. now is\n",
+                     kCamerasNeeded, count);
+        return false;
+    }
+    if (found[0]->open(nullptr) != 0) {
+        setError(error, VSLB_ERR_OPEN_CAMERA);
+        VS_LOG_ERROR(kChannel, kInitializeFn, "Initialize 3D volume failed, open camera failed.\n");
+        return false;
+    }
+    cameras.push_back(found[0]);
     return true;
 }
-void CCalcQuboid3DMgr::stopCameras() {}
-void CCalcQuboid3DMgr::closeCameras() {}
-void CCalcQuboid3DMgr::setCamerasFrameStatusCallback(VslbFrameStatusCallback) {}
-void CCalcQuboid3DMgr::writeBackFactoryData() {}
-bool CCalcQuboid3DMgr::processCameraFrames(std::vector<BoxDims>&, bool&, const LpmcResult*&, int&) {
-    return false;
+
+// Free-running unless the scan file asks for the encoder line; a missing file, key or number
+// all mean free-running.
+bool CCalcQuboid3DMgr::startCameras() {
+    CKeyValueCfgParser parser;
+    parser.parseKeyValueCfg((cfgDir + "CalibScanCfg.cfg").c_str(), false);
+    int encoderFlag = 0;
+    const std::string text = parser.getVal("scan_encode_flag");
+    if (!text.empty())
+        std::istringstream(text) >> encoderFlag;
+    for (const auto& camera : cameras) {
+        int code = 0;
+        if (encoderFlag != 0) {
+            code = camera->openTrigger(true);
+        } else {
+            camera->closeTrigger();
+            code = camera->startGrabbing();
+        }
+        if (code != 0) {
+            VS_LOG_ERROR(kChannel, kRunFn,
+                         "Run 3D volume failed, start grabbing failed or open hard trigger failed.\n");
+            return false;
+        }
+    }
+    return true;
+}
+
+void CCalcQuboid3DMgr::stopCameras() {
+    for (const auto& camera : cameras)
+        camera->stopGrabbing();
+}
+
+void CCalcQuboid3DMgr::closeCameras() {
+    for (const auto& camera : cameras)
+        camera->close();
+}
+
+void CCalcQuboid3DMgr::setCamerasFrameStatusCallback(VslbFrameStatusCallback callback) {
+    for (const auto& camera : cameras) {
+        std::lock_guard lock(camera->frameStatusMutex);
+        camera->frameStatusCallback = callback;
+    }
+}
+
+// A fresh copy of the cameras each pass: reconnection may swap them between passes.
+bool CCalcQuboid3DMgr::processCameraFrames(std::vector<BoxDims>& boxes, bool& online,
+                                           const LpmcResult*& result, int& status) {
+    return calculator->process(cameras, boxes, online, result, status);
 }
 
 } // namespace Orvia::VisionSystem

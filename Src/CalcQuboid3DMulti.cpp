@@ -9,8 +9,10 @@
 #include <mutex>
 #include <thread>
 
+#include "FrameImage.h"
 #include "KeyValueCfgParser.h"
 #include "LoadImage.h"
+#include "MvCamera.h"
 #include "Orvia/ConfigFormat/CalibFiles.h"
 #include "Quboid3DSdk.h"
 #include "VsLog.h"
@@ -323,24 +325,22 @@ void CCalcQuboid3DMulti::clearResult() {
     result.volumeNum = 0;
 }
 
-bool CCalcQuboid3DMulti::fetchPass(const std::vector<Memory::TSharedPtr<CLoadImage>>& loaders,
-                                   Memory::TSharedPtr<VsImage> (&images)[LPMC_MAX_CAMERAS]) {
+template <class FetchSlot>
+bool CCalcQuboid3DMulti::fetchPass(FetchSlot& fetchSlot, const char* failedLine, PassObjects& pass) {
     for (std::uint32_t i = 0; i < cameraCount; ++i) {
-        const auto loader = i < loaders.size() ? loaders[i] : nullptr;
-        const bool fetched = loader && getDirImage(images[i], loader, input.image[i], input.timestamp[i]);
-        input.imageType[i] = LPMC_IMAGE_MONO8;
+        const bool fetched = fetchSlot(i, pass);
         input.image[i]->region = *config.region[i];
         if (!fetched) {
-            VS_LOG_WARN(kChannel, kProcessFn, "Get dir[%d] image failed.\n", static_cast<int>(i));
+            VS_LOG_WARN(kChannel, kProcessFn, failedLine, static_cast<int>(i));
             return false;
         }
     }
     return true;
 }
 
-bool CCalcQuboid3DMulti::process(std::vector<Memory::TSharedPtr<CLoadImage>> loaders,
-                                 std::vector<BoxDims>& boxes, bool& connected, const LpmcResult*& outResult,
-                                 int& outRet) {
+template <class FetchSlot>
+bool CCalcQuboid3DMulti::runPasses(FetchSlot& fetchSlot, const char* failedLine, std::vector<BoxDims>& boxes,
+                                   bool& connected, const LpmcResult*& outResult, int& outRet) {
     if (!initialized) {
         if (!notInitializedReported)
             VS_LOG_ERROR(kChannel, kProcessFn, "3DVolume is not initialized, no image is processed.\n");
@@ -351,8 +351,8 @@ bool CCalcQuboid3DMulti::process(std::vector<Memory::TSharedPtr<CLoadImage>> loa
     clearResult();
     int ret = -1;
     while (!stopRequested.load()) {
-        Memory::TSharedPtr<VsImage> images[LPMC_MAX_CAMERAS];
-        const bool fetched = fetchPass(loaders, images);
+        PassObjects pass;
+        const bool fetched = fetchPass(fetchSlot, failedLine, pass);
         if (!connected)
             break;
         if (!fetched) {
@@ -375,6 +375,97 @@ bool CCalcQuboid3DMulti::process(std::vector<Memory::TSharedPtr<CLoadImage>> loa
         outResult = &result;
     }
     outRet = ret;
+    return true;
+}
+
+bool CCalcQuboid3DMulti::process(std::vector<Memory::TSharedPtr<CLoadImage>> loaders,
+                                 std::vector<BoxDims>& boxes, bool& connected, const LpmcResult*& outResult,
+                                 int& outRet) {
+    auto fetchSlot = [&](std::uint32_t i, PassObjects& pass) {
+        const auto loader = i < loaders.size() ? loaders[i] : nullptr;
+        const bool fetched =
+            loader && getDirImage(pass.images[i], loader, input.image[i], input.timestamp[i]);
+        input.imageType[i] = LPMC_IMAGE_MONO8;
+        return fetched;
+    };
+    return runPasses(fetchSlot, "Get dir[%d] image failed.\n", boxes, connected, outResult, outRet);
+}
+
+bool CCalcQuboid3DMulti::process(std::vector<Memory::TSharedPtr<CMvCamera>> cameras,
+                                 std::vector<BoxDims>& boxes, bool& connected, const LpmcResult*& outResult,
+                                 int& outRet) {
+    auto fetchSlot = [&](std::uint32_t i, PassObjects& pass) {
+        return fetchCameraSlot(i, cameras, pass, connected);
+    };
+    return runPasses(fetchSlot, "Get camera[%d] image failed.\n", boxes, connected, outResult, outRet);
+}
+
+// Cameras of type 3 deliver the line form; every other camera plain images.
+bool CCalcQuboid3DMulti::fetchCameraSlot(std::uint32_t i,
+                                         const std::vector<Memory::TSharedPtr<CMvCamera>>& cameras,
+                                         PassObjects& pass, bool& connected) {
+    const auto camera = i < cameras.size() ? cameras[i] : nullptr;
+    if (!camera)
+        return false;
+    if (camera->cameraType == CameraTypeAI) {
+        input.imageType[i] = LPMC_IMAGE_LINE;
+        return getPipelineResult(static_cast<int>(i), pass.frames[i], camera, connected);
+    }
+    input.imageType[i] = LPMC_IMAGE_MONO8;
+    return getCameraImage(pass.frames[i], camera, input.image[i], connected, input.timestamp[i],
+                          pass.images[i]);
+}
+
+// A frame that didn't come: -3 means the camera is gone, anything else just a missed frame.
+static bool fetchFrame(CMvCamera& camera, GenICam::CFrame& frame, std::int32_t timeout, bool& connected) {
+    connected = true;
+    const std::int32_t code = camera.getFrame(frame, static_cast<std::uint32_t>(timeout));
+    if (code == 0)
+        return true;
+    if (code == -3)
+        connected = false;
+    return false;
+}
+
+bool CCalcQuboid3DMulti::getCameraImage(GenICam::CFrame& frame, Memory::TSharedPtr<CMvCamera> camera,
+                                        LpmcImageDesc* desc, bool& connected, double& timestamp,
+                                        Memory::TSharedPtr<VsImage>& image) {
+    if (!fetchFrame(*camera, frame, frameTimeout, connected))
+        return false;
+    const std::uint32_t width = frame.getImageWidth();
+    const std::uint32_t height = frame.getImageHeight();
+    // The rate goes through single precision on its way, and its rounding is kept.
+    const double ticksPerMs = static_cast<float>(camera->timestampTicksPerMs);
+    timestamp = static_cast<double>(frame.getImageTimeStamp()) / ticksPerMs;
+    desc->width = static_cast<std::int32_t>(width);
+    desc->height = static_cast<std::int32_t>(height);
+    if (frame.getImagePixelFormat() == kPixelFormatMono8) {
+        desc->pixels = frame.getImage();
+        return true;
+    }
+    image = imageFromFrame(frame);
+    if (!image->data || image->size == 0 || image->width <= 0 || image->height <= 0) {
+        VS_LOG_ERROR(kChannel, kProcessFn, "get frame error, unsupported format: %d",
+                     static_cast<int>(frame.getImagePixelFormat()));
+        return false;
+    }
+    desc->pixels = image->data.get();
+    return true;
+}
+
+bool CCalcQuboid3DMulti::getPipelineResult(int index, GenICam::CFrame& frame,
+                                           Memory::TSharedPtr<CMvCamera> camera, bool& connected) {
+    if (!fetchFrame(*camera, frame, frameTimeout, connected))
+        return false;
+    const std::uint8_t* block = frame.getImage();
+    PipelineImageHead head{};
+    // A block too short to hold the count leaves it at 0.
+    if (block != nullptr)
+        std::memcpy(&head, block, std::min<std::uint64_t>(frame.getImageSize(), sizeof head));
+    input.pipelineCount[index] = head.count;
+    input.pipelineFirst[index] = block + kPipelineFirstOffset;
+    input.pipelineSecond[index] = block + kPipelineSecondOffset;
+    input.timestamp[index] = pipelineTimestamp(frame);
     return true;
 }
 

@@ -10,6 +10,7 @@
 #include "LoadImage.h"
 #include "LocalStation.h"
 #include "LpmcStub.h"
+#include "Orvia/Sim/SimCamera.h"
 #include "TempWorkDir.h"
 
 namespace quboid3d::test {
@@ -23,7 +24,8 @@ constexpr const char* kThreadFn = "Orvia::VisionSystem::CCalcQuboid3DMgr::thread
 namespace stub = lpmc_stub;
 constexpr const char* kInitializeFn = "Orvia::VisionSystem::CCalcQuboid3DMgr::initialize";
 
-// A working directory with a configuration directory "cfg/" and one stored image.
+// A working directory with a configuration directory "cfg/" and one stored image, and a
+// simulated laser camera for camera mode.
 class CalcQuboid3DMgrTest : public TempWorkDirTest {
 protected:
     void SetUp() override {
@@ -33,6 +35,8 @@ protected:
     }
     void TearDown() override { manager.finalize(); }
 
+    std::shared_ptr<Orvia::Sim::CSimCamera> camera =
+        Orvia::Sim::CSimCamera::plugIn(Orvia::Sim::laserCameraDescription("MGR1"));
     CCalcQuboid3DMgr manager;
 };
 

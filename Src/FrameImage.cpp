@@ -1,0 +1,84 @@
+#include "FrameImage.h"
+
+#include <cstdlib>
+#include <cstring>
+#include <memory>
+
+#include "Orvia/Infra/String.h"
+#include "Orvia/Infra/Vector.h"
+
+namespace Orvia::VisionSystem {
+namespace {
+
+constexpr const char* kTsHighKey = "PipelineResultTsHigh";
+constexpr const char* kTsLowKey = "PipelineResultTsLow";
+constexpr std::size_t kTsHighKeyLength = 20;
+constexpr std::size_t kTsLowKeyLength = 19;
+
+// What follows the first ':' as a 32-bit unsigned decimal; `value` stays when nothing follows.
+void readChunkValue(const char* text, std::uint32_t& value) {
+    const char* colon = std::strchr(text, ':');
+    if (colon != nullptr && colon[1] != '\0')
+        value = static_cast<std::uint32_t>(std::strtoul(colon + 1, nullptr, 10));
+}
+
+void unpackMono4p(const std::uint8_t* source, std::uint64_t sourceSize, VsImage& image) {
+    std::uint8_t* out = image.data.get();
+    const auto capacity = static_cast<std::uint64_t>(image.size);
+    // A block longer than width x height would write past the image: the image's size bounds it.
+    for (std::uint64_t i = 0; i < sourceSize && 2 * i < capacity; ++i) {
+        const std::uint8_t b = source[i];
+        out[2 * i] = static_cast<std::uint8_t>(b << 4);
+        if (2 * i + 1 < capacity)
+            out[2 * i + 1] = static_cast<std::uint8_t>(b & 0xF0);
+    }
+}
+
+} // namespace
+
+Memory::TSharedPtr<VsImage> imageFromFrame(const GenICam::CFrame& frame) {
+    auto image = std::make_shared<VsImage>();
+    if (!frame.valid())
+        return image;
+    const std::uint32_t format = frame.getImagePixelFormat();
+    if (format != kPixelFormatMono4p && format != kPixelFormatMono8)
+        return image;
+    image->pixelFormat = format;
+    image->width = static_cast<std::int32_t>(frame.getImageWidth());
+    image->height = static_cast<std::int32_t>(frame.getImageHeight());
+    image->size = format == kPixelFormatMono4p ? image->width * image->height
+                                               : static_cast<std::int32_t>(frame.getImageSize());
+    if (image->size <= 0)
+        return image;
+    image->data.reset(new std::uint8_t[static_cast<std::size_t>(image->size)]());
+    if (format == kPixelFormatMono4p)
+        unpackMono4p(frame.getImage(), frame.getImageSize(), *image);
+    else
+        std::memcpy(image->data.get(), frame.getImage(), static_cast<std::size_t>(image->size));
+    return image;
+}
+
+double pipelineTimestamp(const GenICam::CFrame& frame) {
+    std::uint32_t high = 0;
+    std::uint32_t low = 0;
+    int found = 0;
+    for (std::uint32_t chunk = 0; chunk < frame.getChunkCount(); ++chunk) {
+        std::uint32_t chunkId = 0;
+        Infra::TVector<Infra::CString> texts;
+        frame.getChunkDataByIndex(chunk, chunkId, texts);
+        for (std::size_t i = 0; i < texts.size() && found != 2; ++i) {
+            const char* text = texts[i].c_str();
+            if (std::strncmp(text, kTsHighKey, kTsHighKeyLength) == 0) {
+                ++found;
+                readChunkValue(text, high);
+            } else if (std::strncmp(text, kTsLowKey, kTsLowKeyLength) == 0) {
+                ++found;
+                readChunkValue(text, low);
+            }
+        }
+    }
+    const std::uint64_t ticks = (static_cast<std::uint64_t>(high) << 32) + low;
+    return static_cast<double>(ticks / 1000);
+}
+
+} // namespace Orvia::VisionSystem
