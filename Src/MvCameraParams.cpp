@@ -306,6 +306,69 @@ int32_t CMvCameraParams::setImageFormatInt4(int32_t value) {
 
 // ---- line output ----
 
+namespace {
+
+// The two line operations share their steps; their log lines differ only in the leading verb.
+struct LineOperation {
+    const char* verb;
+    const char* function;
+};
+constexpr LineOperation kGetLine{"Get", kGetLineFn};
+constexpr LineOperation kSetLine{"Set", kSetLineFn};
+
+// What the operation does with the line's source before the output value is touched.
+enum class SourceStep { failed, done, goOn };
+
+// Selects the line, lets the operation use its source, then its output value node. `failure` gives
+// the code of a node call that failed (it depends on whether the camera is still connected).
+// The operation is a template argument because every log call needs its function name at compile time.
+template <const LineOperation& op, typename Failure, typename UseSource, typename UseOutput>
+int32_t onLine(const TSharedPtr<GenICam::CInternalCamera>& internal, int32_t line, Failure failure,
+               UseSource useSource, UseOutput useOutput) {
+    CInternalParameterNode selector(internal, CString("LineSelector"));
+    if (!selector.isValid()) {
+        VS_LOG_ERROR(kChannel, op.function, "%s line selector failed, create param[LineSelector] failed!\n",
+                     op.verb);
+        return kMissing;
+    }
+    if (!selector.setEnumValueBySymbol(lineSymbol(line))) {
+        const int32_t result = failure();
+        VS_LOG_ERROR(kChannel, op.function, "%s line selector result[%d].\n", op.verb, result);
+        return result;
+    }
+    CInternalParameterNode source(internal, CString("LineSource"));
+    if (!source.isValid()) {
+        VS_LOG_ERROR(kChannel, op.function, "%s line source failed, create param[lineSource] failed!\n",
+                     op.verb);
+        return kMissing;
+    }
+    const SourceStep step = useSource(source);
+    if (step != SourceStep::goOn) {
+        if (step == SourceStep::done)
+            return kOk;
+        const int32_t result = failure();
+        VS_LOG_ERROR(kChannel, op.function, "%s line source result[%d].\n", op.verb, result);
+        return result;
+    }
+    CInternalParameterNode lineOutput(internal, CString("LineOutput"));
+    CInternalParameterNode userOutputValue(internal, CString("UserOutputValue"));
+    CInternalParameterNode* output = lineValueNode(lineOutput, userOutputValue);
+    if (output == nullptr) {
+        VS_LOG_ERROR(kChannel, op.function,
+                     "%s line output failed, create param[LineOutput] or [UserOutputValue] failed!\n",
+                     op.verb);
+        return kMissing;
+    }
+    if (!useOutput(*output)) {
+        const int32_t result = failure();
+        VS_LOG_ERROR(kChannel, op.function, "%s line output result[%d].\n", op.verb, result);
+        return result;
+    }
+    return kOk;
+}
+
+} // namespace
+
 int32_t CMvCameraParams::getLineOutput(int32_t line, bool& value) {
     if (!camera) {
         VS_LOG_ERROR(kChannel, kGetLineFn, "Get line output failed, gen-camera is null!\n");
@@ -314,46 +377,20 @@ int32_t CMvCameraParams::getLineOutput(int32_t line, bool& value) {
     const auto internal = internalCamera();
     if (!internal)
         return kMissing;
-    CInternalParameterNode selector(internal, CString("LineSelector"));
-    if (!selector.isValid()) {
-        VS_LOG_ERROR(kChannel, kGetLineFn, "Get line selector failed, create param[LineSelector] failed!\n");
-        return kMissing;
-    }
-    if (!selector.setEnumValueBySymbol(lineSymbol(line))) {
-        const int32_t result = failureCode();
-        VS_LOG_ERROR(kChannel, kGetLineFn, "Get line selector result[%d].\n", result);
-        return result;
-    }
-    CInternalParameterNode source(internal, CString("LineSource"));
-    if (!source.isValid()) {
-        VS_LOG_ERROR(kChannel, kGetLineFn, "Get line source failed, create param[lineSource] failed!\n");
-        return kMissing;
-    }
-    CString sourceText;
-    if (!source.getValueAsString(sourceText)) {
-        const int32_t result = failureCode();
-        VS_LOG_ERROR(kChannel, kGetLineFn, "Get line source result[%d].\n", result);
-        return result;
-    }
-    // A line driven by anything but the user output is not under user control.
-    if (!(sourceText == kUserOutput)) {
-        value = false;
-        return kOk;
-    }
-    CInternalParameterNode lineOutput(internal, CString("LineOutput"));
-    CInternalParameterNode userOutputValue(internal, CString("UserOutputValue"));
-    CInternalParameterNode* output = lineValueNode(lineOutput, userOutputValue);
-    if (output == nullptr) {
-        VS_LOG_ERROR(kChannel, kGetLineFn,
-                     "Get line output failed, create param[LineOutput] or [UserOutputValue] failed!\n");
-        return kMissing;
-    }
-    if (!output->getBoolValue(value)) {
-        const int32_t result = failureCode();
-        VS_LOG_ERROR(kChannel, kGetLineFn, "Get line output result[%d].\n", result);
-        return result;
-    }
-    return kOk;
+    const auto failure = [this] { return failureCode(); };
+    const auto readSource = [&](CInternalParameterNode& source) {
+        CString sourceText;
+        if (!source.getValueAsString(sourceText))
+            return SourceStep::failed;
+        // A line driven by anything but the user output is not under user control.
+        if (!(sourceText == kUserOutput)) {
+            value = false;
+            return SourceStep::done;
+        }
+        return SourceStep::goOn;
+    };
+    return onLine<kGetLine>(internal, line, failure, readSource,
+                            [&](CInternalParameterNode& output) { return output.getBoolValue(value); });
 }
 
 int32_t CMvCameraParams::setLineOutput(int32_t line, bool value) {
@@ -364,41 +401,13 @@ int32_t CMvCameraParams::setLineOutput(int32_t line, bool value) {
     const auto internal = internalCamera();
     if (!internal)
         return kMissing;
-    CInternalParameterNode selector(internal, CString("LineSelector"));
-    if (!selector.isValid()) {
-        VS_LOG_ERROR(kChannel, kSetLineFn, "Set line selector failed, create param[LineSelector] failed!\n");
-        return kMissing;
-    }
-    if (!selector.setEnumValueBySymbol(lineSymbol(line))) {
-        const int32_t result = failureCode();
-        VS_LOG_ERROR(kChannel, kSetLineFn, "Set line selector result[%d].\n", result);
-        return result;
-    }
-    CInternalParameterNode source(internal, CString("LineSource"));
-    if (!source.isValid()) {
-        VS_LOG_ERROR(kChannel, kSetLineFn, "Set line source failed, create param[lineSource] failed!\n");
-        return kMissing;
-    }
+    const auto failure = [this] { return failureCode(); };
     // The line is taken over by the user output before its value is written.
-    if (!source.setEnumValueBySymbol(CString(kUserOutput))) {
-        const int32_t result = failureCode();
-        VS_LOG_ERROR(kChannel, kSetLineFn, "Set line source result[%d].\n", result);
-        return result;
-    }
-    CInternalParameterNode lineOutput(internal, CString("LineOutput"));
-    CInternalParameterNode userOutputValue(internal, CString("UserOutputValue"));
-    CInternalParameterNode* output = lineValueNode(lineOutput, userOutputValue);
-    if (output == nullptr) {
-        VS_LOG_ERROR(kChannel, kSetLineFn,
-                     "Set line output failed, create param[LineOutput] or [UserOutputValue] failed!\n");
-        return kMissing;
-    }
-    if (!output->setBoolValue(value)) {
-        const int32_t result = failureCode();
-        VS_LOG_ERROR(kChannel, kSetLineFn, "Set line output result[%d].\n", result);
-        return result;
-    }
-    return kOk;
+    const auto takeOver = [](CInternalParameterNode& source) {
+        return source.setEnumValueBySymbol(CString(kUserOutput)) ? SourceStep::goOn : SourceStep::failed;
+    };
+    return onLine<kSetLine>(internal, line, failure, takeOver,
+                            [&](CInternalParameterNode& output) { return output.setBoolValue(value); });
 }
 
 // ---- user set ----
