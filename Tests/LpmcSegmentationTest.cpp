@@ -301,3 +301,27 @@ TEST(LpmcSegmentationTest, TheStoreForgetsFramesItHasOverwritten) {
 }
 
 } // namespace
+
+TEST(LpmcSegmentationTest, AnObjectWhoseLineWasHiddenTheFrameBeforeHasItsFrontHidden) {
+    CBeltBins belt, beltBefore;
+    for (float x = -200.0f; x <= 200.0f; x += 1.0f) {
+        beltBefore.mark(x);
+    }
+    for (const bool beltShowed : {true, false}) {
+        SCOPED_TRACE(beltShowed);
+        Tracking t(trackerSettings());
+        FrameSlot& slot = t.store.begin(0);
+        ProfileRun r;
+        r.first = 0;
+        r.count = 4;
+        r.x0 = -50.0f;
+        r.x1 = 50.0f;
+        for (int i = 0; i < 4; ++i) {
+            slot.points[slot.pointCount++] = ProfilePoint{-50.0f + 100.0f * i / 3.0f, 0.0f, 50.0f};
+        }
+        slot.runs[slot.runCount++] = r;
+        t.tracker.track(slot, t.completed, &belt, beltShowed ? &beltBefore : &belt);
+        ASSERT_EQ(t.tracker.openCount(), 1);
+        EXPECT_EQ(t.tracker.open()[0].frontHidden, !beltShowed);
+    }
+}

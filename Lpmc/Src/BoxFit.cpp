@@ -5,6 +5,21 @@
 #include <new>
 
 namespace lpmc {
+namespace {
+
+// Runs of at most this many points may be a flash of noise or speckle rather than surface.
+constexpr uint32_t kShortRun = 8;
+// mm across the belt by which a neighbouring profile's run may miss a short run and still hold it.
+constexpr float kNeighbourReach = 3.0f;
+// A first profile this far below the top (a fraction of it, or three height bands, whichever is
+// more) lies on a rounded or sloping front rather than on the top behind a vertical face.
+constexpr double kFrontDropFraction = 0.1;
+
+float meanEndHeight(const ProfileRun& run) {
+    return 0.5f * (run.leftH + run.rightH);
+}
+
+} // namespace
 
 bool CBoxFitter::configure(const FitSettings& settings) {
     s_ = settings;
@@ -16,6 +31,27 @@ bool CBoxFitter::configure(const FitSettings& settings) {
     gridSum_.reset(new (std::nothrow) float[cells]);
     gridCount_.reset(new (std::nothrow) uint32_t[cells]);
     return candidates_ && hull_ && edges_ && gridSum_ && gridCount_ && heights_.configure(s_.maxHeight);
+}
+
+// A short run of the object that neither the profile before nor the one after continues, at its
+// place across the belt and its height: a surface is seen in several profiles, a flash of speckle
+// or noise beside a bright line in one. It would widen the footprint, so it is left out.
+bool CBoxFitter::isStray(const CFrameStore& store, const FrameSlot& slot, const ProfileRun& run) const {
+    if (run.count > kShortRun) {
+        return false;
+    }
+    const float h = meanEndHeight(run), step = static_cast<float>(s_.heightStep);
+    for (const uint64_t seq : {slot.info.seq - 1, slot.info.seq + 1}) {
+        const FrameSlot* near = store.find(seq);
+        for (uint32_t r = 0; near != nullptr && r < near->runCount; ++r) {
+            const ProfileRun& other = near->runs[r];
+            if (other.object == run.object && other.x0 <= run.x1 + kNeighbourReach &&
+                other.x1 + kNeighbourReach >= run.x0 && std::fabs(meanEndHeight(other) - h) <= step) {
+                return false;
+            }
+        }
+    }
+    return true;
 }
 
 Point2 CBoxFitter::reported(const ProfilePoint& p, const FrameSlot& slot, const FrameSlot& first,
@@ -118,6 +154,8 @@ void CBoxFitter::fit(const TrackedObject& object, const CFrameStore& store, Fitt
         step = {(last->info.travel[0].x - first->info.travel[0].x) / frames,
                 (last->info.travel[0].y - first->info.travel[0].y) / frames};
     }
+    double firstSum = 0.0;
+    uint32_t firstCount = 0;
     for (uint64_t seq = object.firstSeq; seq <= object.lastSeq; ++seq) {
         const FrameSlot* slot = store.find(seq);
         if (slot == nullptr) {
@@ -126,13 +164,15 @@ void CBoxFitter::fit(const TrackedObject& object, const CFrameStore& store, Fitt
         const bool isFirst = seq == object.firstSeq, isLast = seq == object.lastSeq;
         for (uint32_t r = 0; r < slot->runCount; ++r) {
             const ProfileRun& run = slot->runs[r];
-            if (run.object != object.id) {
+            if (run.object != object.id || isStray(store, *slot, run)) {
                 continue;
             }
             const ProfilePoint* pts = slot->points + run.first;
             for (uint32_t i = 0; i < run.count; ++i) {
                 heights_.add(pts[i].h);
+                firstSum += isFirst ? pts[i].h : 0.0;
             }
+            firstCount += isFirst ? run.count : 0;
             // The ends of a run bound the footprint; a run's inner points lie between them. The
             // next column beyond each end, and the profiles before the first and after the
             // last, are off the object.
@@ -178,6 +218,11 @@ void CBoxFitter::fit(const TrackedObject& object, const CFrameStore& store, Fitt
         long1 = {-long1.x, -long1.y};
     }
     const double height = heights_.topHeight(s_.heightQuantile, s_.heightBand);
+    // The camera saw the object's first lit surface only once it stood well above the belt and
+    // below the top: the front curved away out of sight (a lying cylinder, a sloping sack).
+    const double frontDrop = std::max(3.0 * s_.heightBand, kFrontDropFraction * height);
+    out.object.frontUnseen =
+        object.frontHidden && firstCount > 0 && firstSum / firstCount < height - frontDrop;
     LpmcBox& box = out.box;
     box.center[0] = static_cast<float>(rect.centre.x);
     box.center[1] = static_cast<float>(rect.centre.y);

@@ -20,6 +20,7 @@ struct FitSettings {
     double heightQuantile = 0.99;
     double heightBand = 3.0;
     double maxHeight = 3000.0; // tallest height the statistics hold, mm
+    double heightStep = 10.0;  // mm: a run this far from every neighbouring profile's run is apart
     bool finiteVolume = false;
     int32_t gridWidth = 256, gridHeight = 256; // most cells of the height map, across x along
     uint32_t hullCapacity = 1 << 16;           // candidates gathered before they are reduced
@@ -53,6 +54,7 @@ public:
                            uint8_t camera);
 
 private:
+    bool isStray(const CFrameStore& store, const FrameSlot& slot, const ProfileRun& run) const;
     void addCandidate(const Point2& p);
     void addEdge(const Point2& in, const Point2& out);
     void compact();

@@ -112,7 +112,8 @@ int32_t CScanner::setConfig(const LpmcConfig& config) {
         return LPMC_ERR_NO_MEMORY;
     }
     belt_.reset(new (std::nothrow) CBeltBins);
-    if (!belt_) {
+    beltBefore_.reset(new (std::nothrow) CBeltBins);
+    if (!belt_ || !beltBefore_) {
         return LPMC_ERR_NO_MEMORY;
     }
     TrackerSettings ts;
@@ -131,6 +132,7 @@ int32_t CScanner::setConfig(const LpmcConfig& config) {
     fs.edgeCompensation = s.own.edgeCompensation != 0;
     fs.heightQuantile = s.own.heightQuantile;
     fs.heightBand = s.own.heightBand;
+    fs.heightStep = s.own.heightStep;
     fs.maxHeight = std::min(20000.0, 1.5 * std::max(1000.0, s.maxHeight));
     fs.finiteVolume = s.finiteVolume;
     fs.gridWidth = s.deepImageWidth;
@@ -246,6 +248,7 @@ void CScanner::takeProfiles(const LpmcInput& in, FrameSlot& slot) {
     out.points = slot.points;
     out.runs = slot.runs;
     out.runCapacity = store_.runsPerFrame();
+    std::swap(belt_, beltBefore_);
     belt_->clear();
     out.belt = belt_.get();
     out.holes = frameHoles_.data();
@@ -517,7 +520,7 @@ int32_t CScanner::process(const LpmcInput& input, LpmcResult& result) {
     advanceTravel(input, slot.info);
     takeProfiles(input, slot);
     completed_.clear();
-    tracker_.track(slot, completed_, belt_.get());
+    tracker_.track(slot, completed_, belt_.get(), beltBefore_.get());
     finishObjects(seq);
     decideRears(seq);
     blind_.clear();
