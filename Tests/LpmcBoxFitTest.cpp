@@ -112,4 +112,67 @@ TEST(LpmcBoxFitTest, AFirstProfileOnTheTopBehindAHiddenLineIsAVerticalFront) {
     EXPECT_FALSE(f.object.incomplete());
 }
 
+// A box 300 mm along the belt and 200 mm high at 5 mm between profiles, its first profile in
+// frame 40, behind 40 frames of belt; the camera looks at the line from 1000 mm upstream, so the
+// box's top edge hides the line from 117.5 mm before it.
+struct CoarseBoxScan {
+    static constexpr double kStep = 5.0;
+    static constexpr uint64_t kFirst = 40, kLast = 99;
+    CFrameStore store;
+    TrackedObject object;
+    FitSettings settings;
+
+    CoarseBoxScan() {
+        EXPECT_TRUE(store.configure(128, 512, 8));
+        for (uint64_t seq = 0; seq <= kLast; ++seq) {
+            FrameSlot& slot = store.begin(seq);
+            slot.info.travel[0] = {0.0, kStep * static_cast<double>(seq)};
+            slot.info.step = {0.0, seq == 0 ? 0.0 : kStep};
+            if (seq >= kFirst) {
+                FlatBoxScan::addRun(slot, -100.0f, 201, 200.0f);
+            }
+        }
+        object.id = kObject;
+        object.firstSeq = kFirst;
+        object.lastSeq = kLast;
+        object.framesSeen = static_cast<uint32_t>(kLast - kFirst + 1);
+        object.frontHidden = true;
+        settings.frontFromOcclusion = true;
+        settings.cameraCentre = {0.0, -1000.0, 200.0 * 1000.0 / 117.5};
+    }
+
+    double length(uint64_t lastFrameWithBelt) {
+        object.beltSeenBefore = lastFrameWithBelt + 1;
+        CBoxFitter fitter;
+        EXPECT_TRUE(fitter.configure(settings));
+        FittedBox out;
+        fitter.fit(object, store, out);
+        return out.box.length;
+    }
+};
+
+TEST(LpmcBoxFitTest, TheFrameThatLostTheLineBeforeTheFrontNarrowsWhereTheFrontIs) {
+    CoarseBoxScan scan;
+    // Rear half a step behind the last profile, 297.5 mm behind the first. A front 3.7 mm past
+    // the line at the first profile hid the line from frame 16 on: it lies 2.5 to 5 mm ahead.
+    EXPECT_NEAR(scan.length(15), 297.5 + 3.75, 0.01);
+    // A front 1 mm past the line hid it from frame 17 on: 0 to 2.5 mm ahead.
+    EXPECT_NEAR(scan.length(16), 297.5 + 1.25, 0.01);
+}
+
+TEST(LpmcBoxFitTest, AFrontThatCantHaveHiddenTheLineWhenItWasLostIsPlacedHalfAStepAhead) {
+    CoarseBoxScan scan;
+    // Lost 20 frames too early (a package before it), or never shown: the usual half step.
+    EXPECT_NEAR(scan.length(1), 300.0, 0.01);
+    scan.object.beltSeenBefore = 0;
+    CBoxFitter fitter;
+    ASSERT_TRUE(fitter.configure(scan.settings));
+    FittedBox out;
+    fitter.fit(scan.object, scan.store, out);
+    EXPECT_NEAR(out.box.length, 300.0, 0.01);
+    // Nor where the laser plane isn't vertical.
+    scan.settings.frontFromOcclusion = false;
+    EXPECT_NEAR(scan.length(15), 300.0, 0.01);
+}
+
 } // namespace

@@ -1,10 +1,12 @@
 // Segmentation: object points of one profile grouped into runs, and runs followed along the
 // belt into objects that complete, merge, stay apart side by side, or are cut off.
+#include <cmath>
 #include <random>
 #include <vector>
 
 #include <gtest/gtest.h>
 
+#include "BeltHistory.h"
 #include "CameraModel.h"
 #include "FrameStore.h"
 #include "LpmcBoxScan.h"
@@ -324,4 +326,24 @@ TEST(LpmcSegmentationTest, AnObjectWhoseLineWasHiddenTheFrameBeforeHasItsFrontHi
         ASSERT_EQ(t.tracker.openCount(), 1);
         EXPECT_EQ(t.tracker.open()[0].frontHidden, !beltShowed);
     }
+}
+
+TEST(LpmcSegmentationTest, TheBeltHistoryKnowsWhenTheLineWasLastSeenUnderAnObject) {
+    CBeltHistory history;
+    ASSERT_TRUE(history.configure());
+    CBeltBins belt;
+    for (uint64_t seq = 0; seq < 10; ++seq) {
+        belt.clear();
+        for (float x = -200.0f; x <= 200.0f; x += 1.0f) {
+            if (seq < 5 || std::fabs(x) > 60.0f) { // from frame 5 on, something hides the middle
+                belt.mark(x);
+            }
+        }
+        history.update(belt, seq);
+    }
+    EXPECT_EQ(history.lastSeenPlusOne(-50.0f, 50.0f), 5u);
+    // The middle half of a wider range is mostly hidden too.
+    EXPECT_EQ(history.lastSeenPlusOne(-200.0f, 200.0f), 5u);
+    EXPECT_EQ(history.lastSeenPlusOne(100.0f, 200.0f), 10u);
+    EXPECT_EQ(history.lastSeenPlusOne(400.0f, 500.0f), 0u);
 }

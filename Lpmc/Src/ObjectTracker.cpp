@@ -55,6 +55,7 @@ void CObjectTracker::mergeInto(TrackedObject& into, const TrackedObject& from) {
     into.matchX1 = std::max(into.matchX1, from.matchX1);
     if (from.firstSeq < into.firstSeq) {
         into.frontHidden = from.frontHidden;
+        into.beltSeenBefore = from.beltSeenBefore;
     }
     into.firstSeq = std::min(into.firstSeq, from.firstSeq);
     into.lastSeq = std::max(into.lastSeq, from.lastSeq);
@@ -266,6 +267,14 @@ void CObjectTracker::track(FrameSlot& slot, std::vector<TrackedObject>& complete
             open_.erase(open_.begin() + static_cast<ptrdiff_t>(i));
         } else {
             ++i;
+        }
+    }
+}
+
+void CObjectTracker::noteFronts(uint64_t seq, CBeltHistory& history) {
+    for (TrackedObject& o : open_) {
+        if (o.firstSeq == seq) {
+            o.beltSeenBefore = history.lastSeenPlusOne(o.lastX0, o.lastX1);
         }
     }
 }

@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <vector>
 
+#include "BeltHistory.h"
 #include "FrameStore.h"
 
 namespace lpmc {
@@ -29,6 +30,9 @@ struct TrackedObject {
     // The profile before its first showed no belt where it begins: the line there was hidden
     // from the camera, maybe by the object's own front.
     bool frontHidden = false;
+    // The last frame before its first that showed the belt where it begins, plus one (0: none):
+    // the frame after it is the one in which its front began to hide the line from the camera.
+    uint64_t beltSeenBefore = 0;
     // Its first profile lies well below its top behind a hidden line: a rounded or sloping front
     // faced away from the camera, and how far it reaches ahead is unknown.
     bool frontUnseen = false;
@@ -69,6 +73,10 @@ public:
     // it (either may be null).
     void track(FrameSlot& slot, std::vector<TrackedObject>& completed, const CBeltBins* belt = nullptr,
                const CBeltBins* beltBefore = nullptr);
+
+    // Notes, for the objects that frame `seq` started, when the belt last showed where they
+    // begin; call after track() and before `history` takes frame `seq`.
+    void noteFronts(uint64_t seq, CBeltHistory& history);
 
     // Completes every open object (used when the instance is reconfigured).
     void flush(std::vector<TrackedObject>& completed);

@@ -73,6 +73,7 @@ private:
     std::array<ProfileSettings, LPMC_MAX_CAMERAS> profile_{};
     std::unique_ptr<CBeltBins> belt_;       // where the current frame shows the belt
     std::unique_ptr<CBeltBins> beltBefore_; // and where the frame before showed it
+    CBeltHistory beltHistory_;              // and the last frame that showed it, per mm
     static constexpr uint32_t kHolesPerFrame = 64;
     std::array<ProfileHole, kHolesPerFrame> frameHoles_{};
     uint32_t frameHoleCount_ = 0;
