@@ -35,3 +35,6 @@ quboid3d_add_test(LpmcAllocationTest SOURCES LpmcAllocationTest.cpp LIBS LpmcTes
 # The cases of a real belt: truncated, hidden, too tall, close together, saturated with a ghost,
 # coarse profile spacing.
 quboid3d_add_test(LpmcBeltCasesTest SOURCES LpmcBeltCasesTest.cpp LIBS LpmcTestSupport LpmcCore)
+
+# The box fitter on runs written straight into the frame store.
+quboid3d_add_test(LpmcBoxFitTest SOURCES LpmcBoxFitTest.cpp LIBS LpmcCore)

@@ -209,6 +209,32 @@ TEST(LpmcBeltCasesTest, AWhiteBoxUnderASaturatingLaserWithAGhostAboveHasItsTrueH
     expectMeasured(c.objects[0]);
 }
 
+TEST(LpmcBeltCasesTest, ACylinderLyingAcrossWhoseFrontCurvesOutOfSightIsUnmeasurable) {
+    // With the camera upstream, the lower front of a lying cylinder faces away from it: about
+    // 10 mm of its footprint ahead of the first profile is never seen.
+    ScanSim::SceneObject cylinder;
+    cylinder.name = "cylinder";
+    cylinder.kind = ScanSim::ShapeKind::CylinderLying;
+    cylinder.length = 500.0;
+    cylinder.diameter = 150.0;
+    cylinder.yawDeg = 90.0;
+    cylinder.gap = 150.0;
+    cylinder.reflectance = 0.6;
+    const SimResult r = runLineForm(sceneOf({cylinder}));
+    ASSERT_TRUE(r.ok) << r.error;
+    EXPECT_TRUE(r.boxes.empty());
+    EXPECT_EQ(unmeasuredHolding(r, truthOf(r, "cylinder")), 1);
+}
+
+TEST(LpmcBeltCasesTest, ABoxWhoseTopHidesTheLineAheadOfItIsStillMeasured) {
+    // Its front hides the line from the camera too, but its first profile lies on its top.
+    const SimResult r = runLineForm(sceneOf({ScanSim::makeBox("box", 400, 150, 150, 0, 0, 150, 0.6)}));
+    ASSERT_TRUE(r.ok) << r.error;
+    const SimComparison c = compare(r);
+    ASSERT_EQ(c.objects.size(), 1u);
+    expectMeasured(c.objects[0]);
+}
+
 TEST(LpmcBeltCasesTest, TheLengthAlongTheBeltIsUnbiasedAtCoarseSpacing) {
     // 4 mm between profiles; lengths a quarter spacing apart put the edges at every phase.
     ScanSim::Scene scene = sceneOf({});

@@ -1,10 +1,12 @@
 // Segmentation: object points of one profile grouped into runs, and runs followed along the
 // belt into objects that complete, merge, stay apart side by side, or are cut off.
+#include <cmath>
 #include <random>
 #include <vector>
 
 #include <gtest/gtest.h>
 
+#include "BeltHistory.h"
 #include "CameraModel.h"
 #include "FrameStore.h"
 #include "LpmcBoxScan.h"
@@ -301,3 +303,47 @@ TEST(LpmcSegmentationTest, TheStoreForgetsFramesItHasOverwritten) {
 }
 
 } // namespace
+
+TEST(LpmcSegmentationTest, AnObjectWhoseLineWasHiddenTheFrameBeforeHasItsFrontHidden) {
+    CBeltBins belt, beltBefore;
+    for (float x = -200.0f; x <= 200.0f; x += 1.0f) {
+        beltBefore.mark(x);
+    }
+    for (const bool beltShowed : {true, false}) {
+        SCOPED_TRACE(beltShowed);
+        Tracking t(trackerSettings());
+        FrameSlot& slot = t.store.begin(0);
+        ProfileRun r;
+        r.first = 0;
+        r.count = 4;
+        r.x0 = -50.0f;
+        r.x1 = 50.0f;
+        for (int i = 0; i < 4; ++i) {
+            slot.points[slot.pointCount++] = ProfilePoint{-50.0f + 100.0f * i / 3.0f, 0.0f, 50.0f};
+        }
+        slot.runs[slot.runCount++] = r;
+        t.tracker.track(slot, t.completed, &belt, beltShowed ? &beltBefore : &belt);
+        ASSERT_EQ(t.tracker.openCount(), 1);
+        EXPECT_EQ(t.tracker.open()[0].frontHidden, !beltShowed);
+    }
+}
+
+TEST(LpmcSegmentationTest, TheBeltHistoryKnowsWhenTheLineWasLastSeenUnderAnObject) {
+    CBeltHistory history;
+    ASSERT_TRUE(history.configure());
+    CBeltBins belt;
+    for (uint64_t seq = 0; seq < 10; ++seq) {
+        belt.clear();
+        for (float x = -200.0f; x <= 200.0f; x += 1.0f) {
+            if (seq < 5 || std::fabs(x) > 60.0f) { // from frame 5 on, something hides the middle
+                belt.mark(x);
+            }
+        }
+        history.update(belt, seq);
+    }
+    EXPECT_EQ(history.lastSeenPlusOne(-50.0f, 50.0f), 5u);
+    // The middle half of a wider range is mostly hidden too.
+    EXPECT_EQ(history.lastSeenPlusOne(-200.0f, 200.0f), 5u);
+    EXPECT_EQ(history.lastSeenPlusOne(100.0f, 200.0f), 10u);
+    EXPECT_EQ(history.lastSeenPlusOne(400.0f, 500.0f), 0u);
+}

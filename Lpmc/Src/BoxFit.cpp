@@ -5,6 +5,28 @@
 #include <new>
 
 namespace lpmc {
+namespace {
+
+// Runs of at most this many points may be a flash of noise or speckle rather than surface.
+constexpr uint32_t kShortRun = 8;
+// mm across the belt by which a neighbouring profile's run may miss a short run and still hold it.
+constexpr float kNeighbourReach = 3.0f;
+// A first profile this far below the top (a fraction of it, or three height bands, whichever is
+// more) lies on a rounded or sloping front rather than on the top behind a vertical face.
+constexpr double kFrontDropFraction = 0.1;
+// The front is placed from the occlusion only where it runs straight across the belt: its two
+// ends lie within this many mm of each other along the belt.
+constexpr double kFrontSquareness = 0.25;
+
+double dot(const Point2& a, const Point2& b) {
+    return a.x * b.x + a.y * b.y;
+}
+
+float meanEndHeight(const ProfileRun& run) {
+    return 0.5f * (run.leftH + run.rightH);
+}
+
+} // namespace
 
 bool CBoxFitter::configure(const FitSettings& settings) {
     s_ = settings;
@@ -16,6 +38,27 @@ bool CBoxFitter::configure(const FitSettings& settings) {
     gridSum_.reset(new (std::nothrow) float[cells]);
     gridCount_.reset(new (std::nothrow) uint32_t[cells]);
     return candidates_ && hull_ && edges_ && gridSum_ && gridCount_ && heights_.configure(s_.maxHeight);
+}
+
+// A short run of the object that neither the profile before nor the one after continues, at its
+// place across the belt and its height: a surface is seen in several profiles, a flash of speckle
+// or noise beside a bright line in one. It would widen the footprint, so it is left out.
+bool CBoxFitter::isStray(const CFrameStore& store, const FrameSlot& slot, const ProfileRun& run) const {
+    if (run.count > kShortRun) {
+        return false;
+    }
+    const float h = meanEndHeight(run), step = static_cast<float>(s_.heightStep);
+    for (const uint64_t seq : {slot.info.seq - 1, slot.info.seq + 1}) {
+        const FrameSlot* near = store.find(seq);
+        for (uint32_t r = 0; near != nullptr && r < near->runCount; ++r) {
+            const ProfileRun& other = near->runs[r];
+            if (other.object == run.object && other.x0 <= run.x1 + kNeighbourReach &&
+                other.x1 + kNeighbourReach >= run.x0 && std::fabs(meanEndHeight(other) - h) <= step) {
+                return false;
+            }
+        }
+    }
+    return true;
 }
 
 Point2 CBoxFitter::reported(const ProfilePoint& p, const FrameSlot& slot, const FrameSlot& first,
@@ -99,6 +142,71 @@ Rect2 CBoxFitter::refineEdges(const Rect2& rect) const {
     return r;
 }
 
+// How far the front lies ahead of the first profile. Between the first profile and the one
+// before, the front crossed the line: somewhere in [0, step) ahead of it. And the camera lost the
+// line where the object begins in the frame after the belt last showed there: then the front's
+// top edge (at the first profile's height) had just passed the camera's ray to the line, a known
+// distance before the line. Both bounds together are often much narrower than one step; where
+// they don't meet (the line was lost for another reason) nothing is placed.
+bool CBoxFitter::frontAhead(const TrackedObject& o, const CFrameStore& store, const FirstProfile& front,
+                            double& offset) const {
+    if (o.beltSeenBefore == 0 || o.beltSeenBefore > o.firstSeq || o.firstSeq == 0) {
+        return false;
+    }
+    const uint64_t lastBelt = o.beltSeenBefore - 1;
+    const FrameSlot* m = store.find(o.firstSeq);
+    const FrameSlot* before = store.find(o.firstSeq - 1);
+    const FrameSlot* k0 = store.find(lastBelt);
+    const FrameSlot* k1 = store.find(lastBelt + 1);
+    if (m == nullptr || before == nullptr || k0 == nullptr || k1 == nullptr) {
+        return false;
+    }
+    const Point2& u = front.travel;
+    auto along = [&](const FrameSlot* f) { return dot({f->info.travel[0].x, f->info.travel[0].y}, u); };
+    const double toFirst = along(m) - along(k1), toFirstBefore = along(m) - along(k0);
+    const double step = along(m) - along(before);
+    // The camera's ray to the line on the belt, where it passes the front's top edge.
+    const Vec3& c = s_.cameraCentre;
+    const double topZ = front.height / s_.heightFactor + s_.beltZ;
+    const double cameraAlong = dot({c.x - front.board.x, c.y - front.board.y}, u);
+    if (c.z <= topZ || cameraAlong >= 0.0) {
+        return false; // the camera doesn't look at the front from above
+    }
+    const double hideDistance = -cameraAlong * (topZ - s_.beltZ) / (c.z - s_.beltZ);
+    const double lo = std::max(0.0, toFirst - hideDistance);
+    const double hi = std::min(step, toFirstBefore - hideDistance);
+    if (hi - lo <= 0.0) {
+        return false;
+    }
+    offset = 0.5 * (lo + hi);
+    return true;
+}
+
+// Moves the side facing the travel to `offset` ahead of the first profile, where the side runs
+// straight across the belt; the rear side stays.
+Rect2 CBoxFitter::placeFront(const Rect2& rect, const FirstProfile& front, double offset) const {
+    const Point2& u = front.travel;
+    const bool alongU = std::fabs(dot(rect.axisU, u)) >= std::fabs(dot(rect.axisV, u));
+    const Point2 axis = alongU ? rect.axisU : rect.axisV;
+    const double extent = alongU ? rect.extentU : rect.extentV, across = alongU ? rect.extentV : rect.extentU;
+    const double cosine = dot(axis, u), sine = std::sqrt(std::max(0.0, 1.0 - cosine * cosine));
+    if (across * sine > kFrontSquareness) {
+        return rect;
+    }
+    const double sign = cosine >= 0.0 ? 1.0 : -1.0;
+    const double centreAlong = sign * dot(rect.centre, axis);
+    const double rear = centreAlong - 0.5 * extent;
+    const double newFront = dot(front.reported, {sign * axis.x, sign * axis.y}) + offset;
+    if (newFront <= rear) {
+        return rect;
+    }
+    Rect2 r = rect;
+    const double shift = 0.5 * (newFront + rear) - centreAlong;
+    r.centre = {rect.centre.x + sign * axis.x * shift, rect.centre.y + sign * axis.y * shift};
+    (alongU ? r.extentU : r.extentV) = newFront - rear;
+    return r;
+}
+
 void CBoxFitter::fit(const TrackedObject& object, const CFrameStore& store, FittedBox& out) {
     out = FittedBox{};
     out.object = object;
@@ -118,6 +226,11 @@ void CBoxFitter::fit(const TrackedObject& object, const CFrameStore& store, Fitt
         step = {(last->info.travel[0].x - first->info.travel[0].x) / frames,
                 (last->info.travel[0].y - first->info.travel[0].y) / frames};
     }
+    // The highest point of the first profile: a side face that the fan lights reaches lower.
+    double firstTop = 0.0;
+    uint32_t firstCount = 0;
+
+    FirstProfile front;
     for (uint64_t seq = object.firstSeq; seq <= object.lastSeq; ++seq) {
         const FrameSlot* slot = store.find(seq);
         if (slot == nullptr) {
@@ -126,13 +239,20 @@ void CBoxFitter::fit(const TrackedObject& object, const CFrameStore& store, Fitt
         const bool isFirst = seq == object.firstSeq, isLast = seq == object.lastSeq;
         for (uint32_t r = 0; r < slot->runCount; ++r) {
             const ProfileRun& run = slot->runs[r];
-            if (run.object != object.id) {
+            if (run.object != object.id || isStray(store, *slot, run)) {
                 continue;
             }
             const ProfilePoint* pts = slot->points + run.first;
             for (uint32_t i = 0; i < run.count; ++i) {
                 heights_.add(pts[i].h);
+                if (isFirst) {
+                    const Point2 q = reported(pts[i], *slot, *first, run.camera);
+                    firstTop = std::max(firstTop, static_cast<double>(pts[i].h));
+                    front.board = {front.board.x + pts[i].x, front.board.y + pts[i].y};
+                    front.reported = {front.reported.x + q.x, front.reported.y + q.y};
+                }
             }
+            firstCount += isFirst ? run.count : 0;
             // The ends of a run bound the footprint; a run's inner points lie between them. The
             // next column beyond each end, and the profiles before the first and after the
             // last, are off the object.
@@ -167,6 +287,24 @@ void CBoxFitter::fit(const TrackedObject& object, const CFrameStore& store, Fitt
     if (s_.edgeCompensation && hullCount >= 3) {
         rect = refineEdges(rect);
     }
+    const double height = heights_.topHeight(s_.heightQuantile, s_.heightBand);
+    // The camera saw the object's first lit surface only once it stood well above the belt and
+    // below the top: the front curved away out of sight (a lying cylinder, a sloping sack).
+    const double frontDrop = std::max(3.0 * s_.heightBand, kFrontDropFraction * height);
+    out.object.frontUnseen = object.frontHidden && firstCount > 0 && firstTop < height - frontDrop;
+    const double stepLength = std::hypot(step.x, step.y);
+    if (s_.edgeCompensation && s_.frontFromOcclusion && hullCount >= 3 && firstCount > 0 &&
+        !out.object.frontUnseen && stepLength > 0.0) {
+        const double n = firstCount;
+        front.board = {front.board.x / n, front.board.y / n};
+        front.reported = {front.reported.x / n, front.reported.y / n};
+        front.height = std::min(firstTop, height); // the robust top where the first profile reaches it
+        front.travel = {step.x / stepLength, step.y / stepLength};
+        double offset = 0.0;
+        if (frontAhead(object, store, front, offset)) {
+            rect = placeFront(rect, front, offset);
+        }
+    }
     // The long side becomes axis1, pointing towards +y (or +x when it runs across the belt).
     Point2 long1 = rect.axisU;
     double length = rect.extentU, width = rect.extentV;
@@ -177,7 +315,6 @@ void CBoxFitter::fit(const TrackedObject& object, const CFrameStore& store, Fitt
     if (long1.y < 0.0 || (long1.y == 0.0 && long1.x < 0.0)) {
         long1 = {-long1.x, -long1.y};
     }
-    const double height = heights_.topHeight(s_.heightQuantile, s_.heightBand);
     LpmcBox& box = out.box;
     box.center[0] = static_cast<float>(rect.centre.x);
     box.center[1] = static_cast<float>(rect.centre.y);

@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <memory>
 
+#include "CameraModel.h"
 #include "ConvexHull.h"
 #include "FrameStore.h"
 #include "HeightStats.h"
@@ -20,10 +21,17 @@ struct FitSettings {
     double heightQuantile = 0.99;
     double heightBand = 3.0;
     double maxHeight = 3000.0; // tallest height the statistics hold, mm
+    double heightStep = 10.0;  // mm: a run this far from every neighbouring profile's run is apart
     bool finiteVolume = false;
     int32_t gridWidth = 256, gridHeight = 256; // most cells of the height map, across x along
-    uint32_t hullCapacity = 1 << 16;           // candidates gathered before they are reduced
-    uint32_t edgeCapacity = 1 << 17;           // edge samples kept per object
+    // The front placed from the frame in which it began to hide the line from the camera: camera
+    // 0's centre, the belt's board Z and camera 0's height factor. Only for a vertical laser plane.
+    bool frontFromOcclusion = false;
+    Vec3 cameraCentre{};
+    double beltZ = 0.0;
+    double heightFactor = 1.0;
+    uint32_t hullCapacity = 1 << 16; // candidates gathered before they are reduced
+    uint32_t edgeCapacity = 1 << 17; // edge samples kept per object
 };
 
 // A sample at the border of the footprint: `in` lies on the object, `out` is where the next
@@ -31,6 +39,14 @@ struct FitSettings {
 // profile), so the footprint's edge lies between the two.
 struct EdgeSample {
     Point2 in, out;
+};
+
+// The first profile of an object: where it lies, in board and in reported coordinates, and how
+// high, with the belt's direction of travel.
+struct FirstProfile {
+    Point2 board, reported; // mean of its points
+    double height = 0.0;    // mean height above the belt
+    Point2 travel;          // unit direction of the belt's travel
 };
 
 struct FittedBox {
@@ -53,10 +69,14 @@ public:
                            uint8_t camera);
 
 private:
+    bool isStray(const CFrameStore& store, const FrameSlot& slot, const ProfileRun& run) const;
     void addCandidate(const Point2& p);
     void addEdge(const Point2& in, const Point2& out);
     void compact();
     Rect2 refineEdges(const Rect2& rect) const;
+    bool frontAhead(const TrackedObject& object, const CFrameStore& store, const FirstProfile& front,
+                    double& offset) const;
+    Rect2 placeFront(const Rect2& rect, const FirstProfile& front, double offset) const;
     double integratedVolume(const TrackedObject& object, const CFrameStore& store, const FrameSlot& first,
                             const Point2& centre, const Point2& u, const Point2& v, double lengthU,
                             double lengthV);

@@ -53,6 +53,10 @@ void CObjectTracker::mergeInto(TrackedObject& into, const TrackedObject& from) {
     }
     into.matchX0 = std::min(into.matchX0, from.matchX0);
     into.matchX1 = std::max(into.matchX1, from.matchX1);
+    if (from.firstSeq < into.firstSeq) {
+        into.frontHidden = from.frontHidden;
+        into.beltSeenBefore = from.beltSeenBefore;
+    }
     into.firstSeq = std::min(into.firstSeq, from.firstSeq);
     into.lastSeq = std::max(into.lastSeq, from.lastSeq);
     into.framesSeen = std::max(into.framesSeen, from.framesSeen);
@@ -144,7 +148,8 @@ void CObjectTracker::lookBehind(uint64_t seq) {
     }
 }
 
-void CObjectTracker::track(FrameSlot& slot, std::vector<TrackedObject>& completed, const CBeltBins* belt) {
+void CObjectTracker::track(FrameSlot& slot, std::vector<TrackedObject>& completed, const CBeltBins* belt,
+                           const CBeltBins* beltBefore) {
     const uint64_t seq = slot.info.seq;
     const float d = static_cast<float>(s_.joinDistance);
     belt_ = belt;
@@ -196,6 +201,11 @@ void CObjectTracker::track(FrameSlot& slot, std::vector<TrackedObject>& complete
             o.firstSeq = o.lastSeq = seq;
             o.lastX0 = o.matchX0 = g.x0;
             o.lastX1 = o.matchX1 = g.x1;
+            int32_t beltBins = 0, all = 0;
+            if (beltBefore != nullptr) {
+                beltBefore->count(g.x0, g.x1, beltBins, all);
+            }
+            o.frontHidden = 10 * beltBins < 3 * all || all == 0;
             open_.push_back(o);
             target = static_cast<int32_t>(open_.size()) - 1;
         } else {
@@ -257,6 +267,14 @@ void CObjectTracker::track(FrameSlot& slot, std::vector<TrackedObject>& complete
             open_.erase(open_.begin() + static_cast<ptrdiff_t>(i));
         } else {
             ++i;
+        }
+    }
+}
+
+void CObjectTracker::noteFronts(uint64_t seq, CBeltHistory& history) {
+    for (TrackedObject& o : open_) {
+        if (o.firstSeq == seq) {
+            o.beltSeenBefore = history.lastSeenPlusOne(o.lastX0, o.lastX1);
         }
     }
 }

@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <vector>
 
+#include "BeltHistory.h"
 #include "FrameStore.h"
 
 namespace lpmc {
@@ -26,6 +27,15 @@ struct TrackedObject {
     bool rearHidden = false; // completed without the belt ever showing behind it
     bool hiddenJoin = false; // continued after profiles that showed no line over it at all
     bool joined = false;     // two objects, each seen on its own, became one
+    // The profile before its first showed no belt where it begins: the line there was hidden
+    // from the camera, maybe by the object's own front.
+    bool frontHidden = false;
+    // The last frame before its first that showed the belt where it begins, plus one (0: none):
+    // the frame after it is the one in which its front began to hide the line from the camera.
+    uint64_t beltSeenBefore = 0;
+    // Its first profile lies well below its top behind a hidden line: a rounded or sloping front
+    // faced away from the camera, and how far it reaches ahead is unknown.
+    bool frontUnseen = false;
     // Profiles in which its left (smaller x) or right end had nothing beyond it, or the line
     // vanished there beside a taller surface (laser shadow or camera occlusion).
     uint32_t unsureLeft = 0, unsureRight = 0;
@@ -37,7 +47,9 @@ struct TrackedObject {
     // Dropouts on a dark surface come and go; the gap between two packages stays.
     bool gapped() const { return longestGapStreak >= 10 && 5 * longestGapStreak >= framesSeen; }
     bool sideUnsure() const { return 2 * unsureLeft >= framesSeen || 2 * unsureRight >= framesSeen; }
-    bool incomplete() const { return rearHidden || hiddenJoin || joined || sideUnsure() || gapped(); }
+    bool incomplete() const {
+        return rearHidden || hiddenJoin || joined || frontUnseen || sideUnsure() || gapped();
+    }
 };
 
 struct TrackerSettings {
@@ -57,8 +69,14 @@ public:
 
     // Assigns the runs of `slot` (frame slot.info.seq) to objects and appends to `completed`
     // every object that this frame completes. `completed` must have room for kMaxOpen more.
-    // `belt` marks where this frame shows the belt (may be null).
-    void track(FrameSlot& slot, std::vector<TrackedObject>& completed, const CBeltBins* belt = nullptr);
+    // `belt` marks where this frame shows the belt, `beltBefore` where the frame before showed
+    // it (either may be null).
+    void track(FrameSlot& slot, std::vector<TrackedObject>& completed, const CBeltBins* belt = nullptr,
+               const CBeltBins* beltBefore = nullptr);
+
+    // Notes, for the objects that frame `seq` started, when the belt last showed where they
+    // begin; call after track() and before `history` takes frame `seq`.
+    void noteFronts(uint64_t seq, CBeltHistory& history);
 
     // Completes every open object (used when the instance is reconfigured).
     void flush(std::vector<TrackedObject>& completed);

@@ -5,7 +5,7 @@
 
 namespace lpmc {
 
-int32_t CBeltBins::bin(float x) {
+int32_t CBeltBins::binOf(float x) {
     return std::clamp(static_cast<int32_t>(std::floor(x)) + kHalfRange, 0, 2 * kHalfRange - 1);
 }
 
@@ -18,14 +18,14 @@ void CBeltBins::clear() {
 }
 
 void CBeltBins::mark(float x) {
-    const int32_t b = bin(x);
+    const int32_t b = binOf(x);
     bins_[b] = 1;
     lo_ = std::min(lo_, b);
     hi_ = std::max(hi_, b);
 }
 
 void CBeltBins::count(float x0, float x1, int32_t& belt, int32_t& all) const {
-    const int32_t b0 = bin(x0), b1 = bin(x1);
+    const int32_t b0 = binOf(x0), b1 = binOf(x1);
     belt = 0;
     all = std::max(0, b1 - b0 + 1);
     for (int32_t b = std::max(b0, lo_); b <= std::min(b1, hi_); ++b) {

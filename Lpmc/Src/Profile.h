@@ -48,9 +48,13 @@ public:
     // Bins of [x0, x1] holding belt, and all bins of it.
     void count(float x0, float x1, int32_t& belt, int32_t& all) const;
     bool any(float x0, float x1) const;
+    // The bin of board X `x`, and the span of marked bins (first > last when none is).
+    static int32_t binOf(float x);
+    int32_t firstMarked() const { return lo_; }
+    int32_t lastMarked() const { return hi_; }
+    bool marked(int32_t bin) const { return bins_[bin] != 0; }
 
 private:
-    static int32_t bin(float x);
     uint8_t bins_[2 * kHalfRange] = {};
     int32_t lo_ = 2 * kHalfRange, hi_ = -1; // the marked span, so that clearing is cheap
 };

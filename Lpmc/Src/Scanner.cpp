@@ -27,6 +27,17 @@ void copyLineForm(const LpmcInput& in, int32_t cam, int32_t width, float* rows, 
     std::fill(peaks + count, peaks + width, uint8_t{0});
 }
 
+// The laser plane within a degree of vertical in board coordinates: then the line lies at the
+// same place along the belt at every height.
+bool laserPlaneIsVertical(const CameraModel& m) {
+    const auto& r = m.rotation;
+    const auto& p = m.plane;
+    const double nx = r[0] * p[0] + r[3] * p[1] + r[6] * p[2], ny = r[1] * p[0] + r[4] * p[1] + r[7] * p[2],
+                 nz = r[2] * p[0] + r[5] * p[1] + r[8] * p[2];
+    constexpr double kSinOneDegree = 0.01745;
+    return std::fabs(nz) <= kSinOneDegree * std::sqrt(nx * nx + ny * ny + nz * nz);
+}
+
 } // namespace
 
 int32_t CScanner::create(const LpmcCreateParam& p) {
@@ -112,7 +123,8 @@ int32_t CScanner::setConfig(const LpmcConfig& config) {
         return LPMC_ERR_NO_MEMORY;
     }
     belt_.reset(new (std::nothrow) CBeltBins);
-    if (!belt_) {
+    beltBefore_.reset(new (std::nothrow) CBeltBins);
+    if (!belt_ || !beltBefore_ || !beltHistory_.configure()) {
         return LPMC_ERR_NO_MEMORY;
     }
     TrackerSettings ts;
@@ -127,10 +139,22 @@ int32_t CScanner::setConfig(const LpmcConfig& config) {
     blind_.reserve(CHoleTracker::kMaxOpen);
     beltMinX_ = 1e30f;
     beltMaxX_ = -1e30f;
+    {
+        const CameraModel& m = models_[0];
+        const auto& r = m.rotation;
+        const Vec3& t = m.translation;
+        cameraCentre_ = {-(r[0] * t.x + r[3] * t.y + r[6] * t.z), -(r[1] * t.x + r[4] * t.y + r[7] * t.z),
+                         -(r[2] * t.x + r[5] * t.y + r[8] * t.z)};
+    }
     FitSettings fs;
+    fs.frontFromOcclusion = laserPlaneIsVertical(models_[0]);
+    fs.cameraCentre = cameraCentre_;
+    fs.beltZ = -s.chessboardHeight;
+    fs.heightFactor = models_[0].heightFactor;
     fs.edgeCompensation = s.own.edgeCompensation != 0;
     fs.heightQuantile = s.own.heightQuantile;
     fs.heightBand = s.own.heightBand;
+    fs.heightStep = s.own.heightStep;
     fs.maxHeight = std::min(20000.0, 1.5 * std::max(1000.0, s.maxHeight));
     fs.finiteVolume = s.finiteVolume;
     fs.gridWidth = s.deepImageWidth;
@@ -150,13 +174,6 @@ int32_t CScanner::setConfig(const LpmcConfig& config) {
     queue_.reserve(kQueueCapacity);
     pending_.clear();
     pending_.reserve(kQueueCapacity);
-    {
-        const CameraModel& m = models_[0];
-        const auto& r = m.rotation;
-        const Vec3& t = m.translation;
-        cameraCentre_ = {-(r[0] * t.x + r[3] * t.y + r[6] * t.z), -(r[1] * t.x + r[4] * t.y + r[7] * t.z),
-                         -(r[2] * t.x + r[5] * t.y + r[8] * t.z)};
-    }
     nextSeq_ = 0;
     haveFrame_ = false;
     travel_ = Travel{};
@@ -246,6 +263,7 @@ void CScanner::takeProfiles(const LpmcInput& in, FrameSlot& slot) {
     out.points = slot.points;
     out.runs = slot.runs;
     out.runCapacity = store_.runsPerFrame();
+    std::swap(belt_, beltBefore_);
     belt_->clear();
     out.belt = belt_.get();
     out.holes = frameHoles_.data();
@@ -517,7 +535,9 @@ int32_t CScanner::process(const LpmcInput& input, LpmcResult& result) {
     advanceTravel(input, slot.info);
     takeProfiles(input, slot);
     completed_.clear();
-    tracker_.track(slot, completed_, belt_.get());
+    tracker_.track(slot, completed_, belt_.get(), beltBefore_.get());
+    tracker_.noteFronts(seq, beltHistory_);
+    beltHistory_.update(*belt_, seq);
     finishObjects(seq);
     decideRears(seq);
     blind_.clear();

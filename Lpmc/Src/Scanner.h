@@ -71,7 +71,9 @@ private:
     std::array<std::unique_ptr<float[]>, LPMC_MAX_CAMERAS> rows_{};
     std::array<std::unique_ptr<uint8_t[]>, LPMC_MAX_CAMERAS> peaks_{};
     std::array<ProfileSettings, LPMC_MAX_CAMERAS> profile_{};
-    std::unique_ptr<CBeltBins> belt_; // where the current frame shows the belt
+    std::unique_ptr<CBeltBins> belt_;       // where the current frame shows the belt
+    std::unique_ptr<CBeltBins> beltBefore_; // and where the frame before showed it
+    CBeltHistory beltHistory_;              // and the last frame that showed it, per mm
     static constexpr uint32_t kHolesPerFrame = 64;
     std::array<ProfileHole, kHolesPerFrame> frameHoles_{};
     uint32_t frameHoleCount_ = 0;

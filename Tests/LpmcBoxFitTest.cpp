@@ -1,0 +1,178 @@
+// The box fitter on objects written straight into the frame store: what it takes from the runs
+// of an object and what it leaves out.
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include "BoxFit.h"
+#include "FrameStore.h"
+#include "ObjectTracker.h"
+
+namespace {
+
+using namespace lpmc;
+
+constexpr int32_t kObject = 7;
+constexpr uint32_t kFrames = 60;
+
+// A flat box 200 mm across the belt and 200 mm high, one profile per mm of travel.
+struct FlatBoxScan {
+    CFrameStore store;
+    TrackedObject object;
+
+    FlatBoxScan() {
+        EXPECT_TRUE(store.configure(kFrames + 8, 512, 8));
+        for (uint64_t seq = 0; seq < kFrames; ++seq) {
+            FrameSlot& slot = store.begin(seq);
+            slot.info.travel[0] = {0.0, static_cast<double>(seq)};
+            slot.info.step = {0.0, seq == 0 ? 0.0 : 1.0};
+            addRun(slot, -100.0f, 201, 200.0f);
+        }
+        object.id = kObject;
+        object.firstSeq = 0;
+        object.lastSeq = kFrames - 1;
+        object.framesSeen = kFrames;
+    }
+
+    // `count` points 1 mm apart from `x0`, on the line (board Y 0), at height `h`.
+    static void addRun(FrameSlot& slot, float x0, uint32_t count, float h) {
+        ProfileRun& run = slot.runs[slot.runCount++];
+        run = ProfileRun{};
+        run.first = slot.pointCount;
+        run.count = count;
+        run.x0 = x0;
+        run.x1 = x0 + static_cast<float>(count - 1);
+        run.object = kObject;
+        run.leftH = run.rightH = h;
+        run.leftBound = run.rightBound = RunBound::Belt;
+        for (uint32_t i = 0; i < count; ++i) {
+            slot.points[slot.pointCount++] = ProfilePoint{x0 + static_cast<float>(i), 0.0f, h};
+        }
+    }
+
+    FittedBox fit() {
+        CBoxFitter fitter;
+        EXPECT_TRUE(fitter.configure(FitSettings{}));
+        FittedBox out;
+        fitter.fit(object, store, out);
+        return out;
+    }
+};
+
+TEST(LpmcBoxFitTest, AFlatBoxIsMeasuredToHalfASpacingBeyondItsSamples) {
+    FlatBoxScan scan;
+    const FittedBox f = scan.fit();
+    EXPECT_NEAR(f.box.width, 60.0, 0.01);
+    EXPECT_NEAR(f.box.length, 201.0, 0.01);
+    EXPECT_NEAR(f.box.height, 200.0, 0.05);
+}
+
+TEST(LpmcBoxFitTest, AShortRunInOneProfileOnlyDoesNotWidenTheFootprint) {
+    FlatBoxScan scan;
+    // Speckle beside a bright line: three points 10 mm off the box's side, 90 mm above its top.
+    FlatBoxScan::addRun(*scan.store.find(30), -113.0f, 3, 290.0f);
+    const FittedBox f = scan.fit();
+    EXPECT_NEAR(f.box.length, 201.0, 0.01);
+    EXPECT_NEAR(f.box.width, 60.0, 0.01);
+}
+
+TEST(LpmcBoxFitTest, AShortRunThatNeighbouringProfilesContinueIsPartOfTheObject) {
+    FlatBoxScan scan;
+    for (uint64_t seq = 29; seq <= 31; ++seq) {
+        FlatBoxScan::addRun(*scan.store.find(seq), -113.0f, 3, 290.0f);
+    }
+    const FittedBox f = scan.fit();
+    EXPECT_GT(f.box.length, 213.0);
+}
+
+TEST(LpmcBoxFitTest, AFirstProfileWellBelowTheTopBehindAHiddenLineLeavesTheFrontUnseen) {
+    FlatBoxScan scan;
+    // A rounded front: the first profiles climb from 120 mm to the top.
+    for (uint64_t seq = 0; seq < 4; ++seq) {
+        FrameSlot& slot = *scan.store.find(seq);
+        for (uint32_t i = 0; i < slot.pointCount; ++i) {
+            slot.points[i].h = 120.0f + 20.0f * static_cast<float>(seq);
+        }
+        slot.runs[0].leftH = slot.runs[0].rightH = slot.points[0].h;
+    }
+    scan.object.frontHidden = true;
+    const FittedBox f = scan.fit();
+    EXPECT_TRUE(f.object.frontUnseen);
+    EXPECT_TRUE(f.object.incomplete());
+    // The same front with the belt seen just before it: the camera saw all of it.
+    scan.object.frontHidden = false;
+    EXPECT_FALSE(scan.fit().object.incomplete());
+}
+
+TEST(LpmcBoxFitTest, AFirstProfileOnTheTopBehindAHiddenLineIsAVerticalFront) {
+    FlatBoxScan scan;
+    scan.object.frontHidden = true;
+    const FittedBox f = scan.fit();
+    EXPECT_FALSE(f.object.frontUnseen);
+    EXPECT_FALSE(f.object.incomplete());
+}
+
+// A box 300 mm along the belt and 200 mm high at 5 mm between profiles, its first profile in
+// frame 40, behind 40 frames of belt; the camera looks at the line from 1000 mm upstream, so the
+// box's top edge hides the line from 117.5 mm before it.
+struct CoarseBoxScan {
+    static constexpr double kStep = 5.0;
+    static constexpr uint64_t kFirst = 40, kLast = 99;
+    CFrameStore store;
+    TrackedObject object;
+    FitSettings settings;
+
+    CoarseBoxScan() {
+        EXPECT_TRUE(store.configure(128, 512, 8));
+        for (uint64_t seq = 0; seq <= kLast; ++seq) {
+            FrameSlot& slot = store.begin(seq);
+            slot.info.travel[0] = {0.0, kStep * static_cast<double>(seq)};
+            slot.info.step = {0.0, seq == 0 ? 0.0 : kStep};
+            if (seq >= kFirst) {
+                FlatBoxScan::addRun(slot, -100.0f, 201, 200.0f);
+            }
+        }
+        object.id = kObject;
+        object.firstSeq = kFirst;
+        object.lastSeq = kLast;
+        object.framesSeen = static_cast<uint32_t>(kLast - kFirst + 1);
+        object.frontHidden = true;
+        settings.frontFromOcclusion = true;
+        settings.cameraCentre = {0.0, -1000.0, 200.0 * 1000.0 / 117.5};
+    }
+
+    double length(uint64_t lastFrameWithBelt) {
+        object.beltSeenBefore = lastFrameWithBelt + 1;
+        CBoxFitter fitter;
+        EXPECT_TRUE(fitter.configure(settings));
+        FittedBox out;
+        fitter.fit(object, store, out);
+        return out.box.length;
+    }
+};
+
+TEST(LpmcBoxFitTest, TheFrameThatLostTheLineBeforeTheFrontNarrowsWhereTheFrontIs) {
+    CoarseBoxScan scan;
+    // Rear half a step behind the last profile, 297.5 mm behind the first. A front 3.7 mm past
+    // the line at the first profile hid the line from frame 16 on: it lies 2.5 to 5 mm ahead.
+    EXPECT_NEAR(scan.length(15), 297.5 + 3.75, 0.01);
+    // A front 1 mm past the line hid it from frame 17 on: 0 to 2.5 mm ahead.
+    EXPECT_NEAR(scan.length(16), 297.5 + 1.25, 0.01);
+}
+
+TEST(LpmcBoxFitTest, AFrontThatCantHaveHiddenTheLineWhenItWasLostIsPlacedHalfAStepAhead) {
+    CoarseBoxScan scan;
+    // Lost 20 frames too early (a package before it), or never shown: the usual half step.
+    EXPECT_NEAR(scan.length(1), 300.0, 0.01);
+    scan.object.beltSeenBefore = 0;
+    CBoxFitter fitter;
+    ASSERT_TRUE(fitter.configure(scan.settings));
+    FittedBox out;
+    fitter.fit(scan.object, scan.store, out);
+    EXPECT_NEAR(out.box.length, 300.0, 0.01);
+    // Nor where the laser plane isn't vertical.
+    scan.settings.frontFromOcclusion = false;
+    EXPECT_NEAR(scan.length(15), 300.0, 0.01);
+}
+
+} // namespace
