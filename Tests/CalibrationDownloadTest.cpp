@@ -166,6 +166,20 @@ TEST_F(CalibrationDownloadTest, AnEmptyDefaultDirectoryIsMadeAndFilledFromAnAICa
     EXPECT_EQ(reads(), 64);
 }
 
+// The download joins the directory and the file name with a separator; the calculator glues
+// them with nothing between, and so looks beside the directory.
+TEST_F(CalibrationDownloadTest,
+       ADirectoryWithoutATrailingSeparatorGetsTheFilesButTheCalculatorLooksBesideIt) {
+    plug();
+    holdInCamera(makeCalibrationText(cameraStation()));
+    fs::create_directory("cfg");
+    int error = 0;
+    EXPECT_FALSE(manager.initialize(false, "cfg", &error));
+    EXPECT_EQ(error, VSLB_ERR_READ_CFG);
+    EXPECT_EQ(filesIn("cfg"), cameraStation());
+    EXPECT_FALSE(fs::exists("cfgCalibScanCfg.cfg"));
+}
+
 TEST_F(CalibrationDownloadTest, ACameraWithoutCalibrationGivesOneInfoLineAndTheLocalFilesAreUsed) {
     local.write("cfg/");
     const CalibFileTexts before = filesIn("cfg");

@@ -7,11 +7,12 @@ quboid3d_add_test(FactoryDataTest SOURCES FactoryDataTest.cpp LIBS Quboid3DSdkCo
 quboid3d_add_test(ConfigManagerTest SOURCES ConfigManagerTest.cpp LIBS Quboid3DSdkCore Quboid3DCameraScanSim)
 target_compile_definitions(ConfigManagerTest PRIVATE SCANSIM_SCENES_DIR="${PROJECT_SOURCE_DIR}/ScanSim/scenes")
 # A measuring object in camera mode takes the calibration its camera carries; the second program's
-# site file keeps the local files.
+# site file keeps the local files. An open camera gets connection events on the camera library's
+# event thread.
 quboid3d_add_test(CalibrationDownloadTest SOURCES CalibrationDownloadTest.cpp
-                  LIBS Quboid3DSdkCore LpmcStub Quboid3DCameraSim)
+                  LIBS Quboid3DSdkCore LpmcStub Quboid3DCameraSim LABELS threading)
 quboid3d_add_test(CalibrationDownloadLocalTest SOURCES CalibrationDownloadTest.cpp
-                  LIBS Quboid3DSdkCore LpmcStub Quboid3DCameraSim)
+                  LIBS Quboid3DSdkCore LpmcStub Quboid3DCameraSim LABELS threading)
 target_compile_definitions(CalibrationDownloadLocalTest PRIVATE USE_LOCAL_CALIB_DATA)
 # Camera mode from an empty configuration directory: the calibration comes from a simulated AI
 # camera, and the real sheet-of-light library measures a virtual station's boxes with it.
