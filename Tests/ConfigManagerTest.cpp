@@ -18,6 +18,8 @@
 
 #include "CameraTestSupport.h"
 #include "Json.h"
+#include "Orvia/Sim/ScanSimCalibration.h"
+#include "ScanSim/CameraCalibration.h"
 #include "ScanSim/ScanWriter.h"
 #include "ScanSim/SceneJson.h"
 #include "TempWorkDir.h"
@@ -182,6 +184,87 @@ TEST_F(ConfigManagerTest, AScanSimStationCarriedByTheCameraComesDownUnchanged) {
         ASSERT_TRUE(manager.saveToLocal(dir));
         EXPECT_EQ(filesIn(dir), station) << type;
     }
+}
+
+ScanSim::Scene sceneNamed(const std::string& name) {
+    ScanSim::Scene scene;
+    std::string error;
+    EXPECT_TRUE(ScanSim::loadSceneFile(fs::path(SCANSIM_SCENES_DIR) / name, scene, error)) << error;
+    return scene;
+}
+
+// Files read back in text mode end their lines as the platform does; the camera's text always
+// ends them in a bare line feed.
+CalibFileTexts withLineFeeds(CalibFileTexts files) {
+    for (std::string& file : files)
+        std::erase(file, '\r');
+    return files;
+}
+
+TEST_F(ConfigManagerTest, ScanSimWritesTheStationTextAsTheLibraryWouldOnEitherClock) {
+    const ScanSim::Scene scene = sceneNamed("default.json");
+    for (auto base : {ScanSim::TimeBase::StoredImages, ScanSim::TimeBase::CameraMs}) {
+        const std::string dir = "station-" + std::to_string(static_cast<int>(base));
+        std::string error;
+        ASSERT_TRUE(ScanSim::writeCalibrationFiles(scene, dir, error, base)) << error;
+        const CalibFileTexts files = withLineFeeds(filesIn(dir));
+        EXPECT_EQ(ScanSim::cameraCalibrationText(scene, base), makeCalibrationText(files));
+    }
+    EXPECT_NE(ScanSim::cameraCalibrationText(scene, ScanSim::TimeBase::StoredImages),
+              ScanSim::cameraCalibrationText(scene, ScanSim::TimeBase::CameraMs));
+}
+
+TEST_F(ConfigManagerTest, ScanSimEscapesStringsAsTheJsonLayerDoes) {
+    std::string text = "quote \" backslash \\ slash / high \x7f";
+    for (char c = 1; c < 0x20; ++c)
+        text += c;
+    EXPECT_EQ(ScanSim::jsonString(text), Json(text).dump());
+}
+
+TEST_F(ConfigManagerTest, ScanSimRecordIsTheOneTheLibraryReadsFromTheSameFiles) {
+    for (const char* name : {"default.json", "harsh.json", "encoder.json"}) {
+        const ScanSim::Scene scene = sceneNamed(name);
+        CalibFileTexts files;
+        std::string error;
+        ASSERT_TRUE(parseCalibrationText(ScanSim::cameraCalibrationText(scene), files, error)) << error;
+        const DspCalibConfig read = recordOf(files);
+        const DspCalibConfig written = ScanSim::dspCalibConfig(scene);
+        EXPECT_EQ(std::memcmp(&read, &written, sizeof read), 0) << name;
+        EXPECT_NE(written.speedVy, 0.0f) << name;
+        EXPECT_NE(written.planeC, 0.0f) << name;
+    }
+}
+
+TEST_F(ConfigManagerTest, ASimulatedAICameraServesTheStationAndItsRecordFromMemory) {
+    const ScanSim::Scene scene = sceneNamed("default.json");
+    auto camera = simulated("CMS-AI", CameraTypeAI);
+    ASSERT_TRUE(Orvia::Sim::holdStationCalibration(*plugged.sim, scene, Orvia::Sim::CalibrationArea::Memory));
+    ASSERT_TRUE(manager.loadFromCamera(camera));
+    CalibFileTexts expected;
+    std::string error;
+    ASSERT_TRUE(parseCalibrationText(ScanSim::cameraCalibrationText(scene), expected, error));
+    EXPECT_EQ(cachedFiles(), expected);
+    DspCalibConfig record{};
+    ASSERT_TRUE(plugged.sim->peekMemory(kBinaryArea, &record, sizeof record));
+    const DspCalibConfig written = ScanSim::dspCalibConfig(scene);
+    EXPECT_EQ(std::memcmp(&record, &written, sizeof record), 0);
+    EXPECT_TRUE(plugged.sim->privateArea() == std::vector<uint8_t>(plugged.sim->privateArea().size(), 0));
+}
+
+TEST_F(ConfigManagerTest, ASimulatedCameraOfAnotherTypeServesTheStationFromItsPrivateArea) {
+    const ScanSim::Scene scene = sceneNamed("default.json");
+    auto camera = simulated("CMS-P", CameraTypeGige);
+    ASSERT_TRUE(
+        Orvia::Sim::holdStationCalibration(*plugged.sim, scene, Orvia::Sim::CalibrationArea::PrivateArea));
+    const std::string text = ScanSim::cameraCalibrationText(scene);
+    const auto area = plugged.sim->privateArea();
+    ASSERT_GT(area.size(), text.size() + 2);
+    EXPECT_EQ(std::string(area.begin(), area.begin() + static_cast<std::ptrdiff_t>(text.size())), text);
+    EXPECT_EQ(area[text.size()], 0);
+    EXPECT_EQ(area[text.size() + 1], 0);
+    EXPECT_TRUE(plugged.sim->transfers().empty());
+    ASSERT_TRUE(manager.loadFromCamera(camera));
+    EXPECT_TRUE(log.has(OVP_LOG_INFO, kChannel, kLoadFn, "loadFromCamera: " + text));
 }
 
 TEST_F(ConfigManagerTest, U3AndGigeCamerasKeepTheTextInTheirPrivateArea) {

@@ -40,6 +40,13 @@ TEST_F(KeyValueWriterTest, WithoutACommentThereIsNoCommentLineAndNoPairsGiveAnEm
     EXPECT_EQ(contentOf("out.cfg"), "");
 }
 
+TEST_F(KeyValueWriterTest, TheTextHasTheLinesOfTheFileEndingInLineFeeds) {
+    const Pairs pairs{{"zeta", "1"}, {"alpha", std::string("[1,2]\0tail", 10)}};
+    EXPECT_EQ(Format::keyValueText(pairs, "made here"), "# made here\nzeta = 1\nalpha = [1,2]\n");
+    EXPECT_EQ(Format::keyValueText(pairs), "zeta = 1\nalpha = [1,2]\n");
+    EXPECT_EQ(Format::keyValueText(Pairs{}), "");
+}
+
 TEST_F(KeyValueWriterTest, AFileThatCantBeCreatedIsReportedAsNotCreated) {
     EXPECT_EQ(Format::writeKeyValueFile("no-such-dir/out.cfg", Pairs{{"k", "v"}}),
               Format::KeyValueWrite::NotCreated);

@@ -1,6 +1,7 @@
 // The scan directory of the virtual station: calibration files that the measuring library's
 // parser reads back to the scene's numbers, stored images in playback order, the truth file,
 // and scene files.
+#include "ScanSim/CameraCalibration.h"
 #include "ScanSim/ScanWriter.h"
 #include "ScanSim/SceneJson.h"
 
@@ -13,7 +14,9 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstring>
 #include <fstream>
+#include <iterator>
 #include <sstream>
 
 namespace {
@@ -262,6 +265,17 @@ TEST_F(ScanSimWriter, ScanDirectoryHoldsEverythingALocalRunNeedsInPlaybackOrder)
                           "LightPlaneParam.data", "LaserMovePose.data"}) {
         EXPECT_TRUE(fs::exists(fs::path("scan/3DCfg") / f)) << f;
     }
+    // What the station's camera carries, on the camera clock.
+    std::ifstream cameraText("scan/Camera/CalibrationText.json", std::ios::binary);
+    EXPECT_EQ(std::string(std::istreambuf_iterator<char>(cameraText), std::istreambuf_iterator<char>()),
+              cameraCalibrationText(scene, TimeBase::CameraMs));
+    const DspCalibConfig expected = dspCalibConfig(scene, TimeBase::CameraMs);
+    DspCalibConfig record{};
+    std::ifstream binary("scan/Camera/DspCalibConfig.bin", std::ios::binary);
+    binary.read(reinterpret_cast<char*>(&record), sizeof record);
+    EXPECT_EQ(binary.gcount(), static_cast<std::streamsize>(sizeof record));
+    EXPECT_EQ(fs::file_size("scan/Camera/DspCalibConfig.bin"), sizeof record);
+    EXPECT_EQ(std::memcmp(&record, &expected, sizeof record), 0);
     const auto names = sortedNames("scan/LocalImages");
     ASSERT_EQ(names.size(), static_cast<size_t>(r.frames));
     const CFrameRenderer renderer(scene);

@@ -132,29 +132,36 @@ KeyValues movePoseKeys(const Scene& scene, TimeBase base) {
     return {{Format::MovePoseKey::kSpeedVx, num(v.x)}, {Format::MovePoseKey::kSpeedVy, num(v.y)}};
 }
 
-bool writeCalibrationFiles(const Scene& scene, const std::filesystem::path& cfgDir, std::string& error) {
+std::vector<CalibrationFile> calibrationFiles(const Scene& scene, TimeBase base) {
+    const char* motionComment = base == TimeBase::StoredImages
+                                    ? "belt travel in mm per stored-image timestamp unit"
+                                    : "belt travel in mm per millisecond of the camera clock";
+    return {
+        {Format::kScanFile, "scan settings of the virtual station", calibScanKeys(scene)},
+        {Format::kCameraParamsFile, "camera settings", cameraParamsKeys(scene)},
+        {Format::intrinsicsFile(0), "camera matrix row by row; k1, k2, p1, p2, k3", intrinsicsKeys(scene)},
+        {Format::extrinsicsFile(0), "rotation vector (rad) and translation (mm), board to camera",
+         extrinsicsKeys(scene)},
+        {Format::kLightPlaneFile, "laser plane in camera coordinates: A x + B y + C z = 1",
+         lightPlaneKeys(scene)},
+        {Format::kMovePoseFile, motionComment, movePoseKeys(scene, base)},
+    };
+}
+
+bool writeCalibrationFiles(const Scene& scene, const std::filesystem::path& cfgDir, std::string& error,
+                           TimeBase base) {
     std::error_code ec;
     std::filesystem::create_directories(cfgDir, ec);
     if (ec) {
         error = "cannot create " + cfgDir.string() + ": " + ec.message();
         return false;
     }
-    const TimeBase base = TimeBase::StoredImages;
-    return writeKeyValueFile(cfgDir / Format::kScanFile, "scan settings of the virtual station",
-                             calibScanKeys(scene), error) &&
-           writeKeyValueFile(cfgDir / Format::kCameraParamsFile, "camera settings", cameraParamsKeys(scene),
-                             error) &&
-           writeKeyValueFile(cfgDir / Format::intrinsicsFile(0),
-                             "camera matrix row by row; k1, k2, p1, p2, k3", intrinsicsKeys(scene), error) &&
-           writeKeyValueFile(cfgDir / Format::extrinsicsFile(0),
-                             "rotation vector (rad) and translation (mm), board to camera",
-                             extrinsicsKeys(scene), error) &&
-           writeKeyValueFile(cfgDir / Format::kLightPlaneFile,
-                             "laser plane in camera coordinates: A x + B y + C z = 1", lightPlaneKeys(scene),
-                             error) &&
-           writeKeyValueFile(cfgDir / Format::kMovePoseFile,
-                             "belt travel in mm per stored-image timestamp unit", movePoseKeys(scene, base),
-                             error);
+    for (const CalibrationFile& file : calibrationFiles(scene, base)) {
+        if (!writeKeyValueFile(cfgDir / file.name, file.comment.c_str(), file.keys, error)) {
+            return false;
+        }
+    }
+    return true;
 }
 
 } // namespace ScanSim

@@ -1,4 +1,5 @@
 #include "ScanSim/ScanWriter.h"
+#include "ScanSim/CameraCalibration.h"
 
 #include <algorithm>
 #include <atomic>
@@ -116,6 +117,7 @@ ScanWriteResult writeScanDirectory(const Scene& scene, const fs::path& dir, cons
     result.frames = renderer.frameCount();
     const fs::path imageDir = dir / "LocalImages";
     if (!clearImages(imageDir, result.error) || !writeCalibrationFiles(scene, dir / "3DCfg", result.error) ||
+        !writeCameraCalibration(scene, dir / "Camera", result.error) ||
         !writeTextFile(dir / "LocalMode.dat", "", result.error)) {
         return result;
     }

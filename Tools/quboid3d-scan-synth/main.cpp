@@ -23,6 +23,8 @@ directory that the measuring library runs on in local mode (run it from that dir
                               CamExtrinsic0.data, LightPlaneParam.data, LaserMovePose.data
   DIR/truth.json              per object: length, width, height, volume, slant angle, centre,
                               first and last frame and their timestamps
+  DIR/Camera/                 what the station's camera carries: CalibrationText.json (the six
+                              files as one JSON text, belt speed per ms) and DspCalibConfig.bin
 
 Options:
   --scene FILE        scene in JSON (format in ScanSim/README.md, examples in ScanSim/scenes/).

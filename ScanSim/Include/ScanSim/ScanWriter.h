@@ -1,5 +1,7 @@
 // Writes a scan directory that a local-mode run measures:
 //   DIR/LocalMode.dat, DIR/LocalImages/NNNNNN.png|bmp, DIR/3DCfg/*, DIR/truth.json
+// and beside it what the station's camera carries: DIR/Camera/CalibrationText.json and
+// DIR/Camera/DspCalibConfig.bin.
 #pragma once
 
 #include "ScanSim/Truth.h"
@@ -24,8 +26,21 @@ KeyValues extrinsicsKeys(const Scene& scene);
 KeyValues lightPlaneKeys(const Scene& scene);
 KeyValues movePoseKeys(const Scene& scene, TimeBase base);
 
+// One file of the configuration directory: its name, its comment line and its keys.
+struct CalibrationFile {
+    std::string name;
+    std::string comment;
+    KeyValues keys;
+};
+
+// The six 3DCfg files, in the order a camera's calibration lists them: CalibScanCfg.cfg,
+// CameraParams.cfg, CamInstrinsic0.data, CamExtrinsic0.data, LightPlaneParam.data,
+// LaserMovePose.data. The belt speed is given on `base`.
+std::vector<CalibrationFile> calibrationFiles(const Scene& scene, TimeBase base);
+
 // Writes the six 3DCfg files into cfgDir (created if needed).
-bool writeCalibrationFiles(const Scene& scene, const std::filesystem::path& cfgDir, std::string& error);
+bool writeCalibrationFiles(const Scene& scene, const std::filesystem::path& cfgDir, std::string& error,
+                           TimeBase base = TimeBase::StoredImages);
 
 // Name of stored image k: zero-padded so that name order is playback order.
 std::string imageFileName(int frame, ImageFileFormat format);

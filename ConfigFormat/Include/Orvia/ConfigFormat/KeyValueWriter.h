@@ -3,6 +3,7 @@
 #pragma once
 
 #include <cstdio>
+#include <string>
 
 namespace Orvia::VisionSystem::ConfigFormat {
 
@@ -27,6 +28,20 @@ KeyValueWrite writeKeyValueFile(const char* path, const Pairs& pairs, const char
     }
     ok = std::fclose(file) == 0 && ok;
     return ok ? KeyValueWrite::Written : KeyValueWrite::NotWritten;
+}
+
+// The same lines as one text, each ending in a bare line feed, as a file's text travels inside a
+// camera whatever the platform.
+template <typename Pairs>
+std::string keyValueText(const Pairs& pairs, const char* comment = nullptr) {
+    std::string text;
+    if (comment != nullptr) {
+        text.append("# ").append(comment).push_back('\n');
+    }
+    for (const auto& [key, value] : pairs) {
+        text.append(key.c_str()).append(" = ").append(value.c_str()).push_back('\n');
+    }
+    return text;
 }
 
 } // namespace Orvia::VisionSystem::ConfigFormat
