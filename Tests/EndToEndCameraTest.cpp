@@ -1,7 +1,7 @@
 // The whole system through its C interface in camera mode: a simulated laser camera plugged into
-// this process serves the frames of the end-to-end scene (rendered by ScanSim), with the real
-// sheet-of-light library behind. The camera is pulled and never returns, or is pulled while the
-// caller stops. The site file of the
+// this process serves the frames of the end-to-end scene (rendered by ScanSim), and the real
+// sheet-of-light library measures them. Then the camera is pulled: never returned, or pulled
+// while the caller stops. The site file of the
 // program sets a short reconnection timeout before anything reads it.
 #include "Quboid3DSdk.h"
 
@@ -18,6 +18,7 @@
 
 #include "Orvia/Sim/ScanSimFrames.h"
 #include "Orvia/Sim/SimCamera.h"
+#include "ScanSim/ScanWriter.h"
 #include "ScanSim/SceneJson.h"
 #include "TempWorkDir.h"
 
@@ -125,6 +126,7 @@ protected:
         ASSERT_EQ(truth.size(), 2u);
         std::string error;
         ASSERT_TRUE(ScanSim::loadSceneFile(kScene, scene, error)) << error;
+        writeCameraClockCalibration();
         received.clear();
     }
     void TearDown() override {
@@ -132,6 +134,16 @@ protected:
             vslbQuboid3DStop(handle);
             vslbQuboid3DDestroy(handle);
         }
+    }
+    // The scan's calibration, with the belt's travel per millisecond of the camera's clock in
+    // place of the stored images' counter.
+    void writeCameraClockCalibration() {
+        cfgDir = fs::current_path() / ("camera-cfg-" + std::to_string(++cfgCount));
+        fs::remove_all(cfgDir);
+        fs::copy(kScan / "3DCfg", cfgDir, fs::copy_options::recursive);
+        std::ofstream pose(cfgDir / "LaserMovePose.data", std::ios::trunc);
+        for (const auto& [key, value] : ScanSim::movePoseKeys(scene, ScanSim::TimeBase::CameraMs))
+            pose << key << " = " << value << "\n";
     }
     // A camera of `model` serving the scene once, each frame made when the library asks for it.
     void plug(ScanSimForm form, const std::string& model = "MV-DL2048-G0X") {
@@ -146,15 +158,44 @@ protected:
     void start() {
         handle = vslbQuboid3DCreate();
         ASSERT_EQ(vslbSetCameraStatusCallback(handle, &onCameraStatus), VSLB_OK);
-        ASSERT_EQ(vslbQuboid3DInit(handle, (kScan / "3DCfg").string().c_str()), VSLB_OK);
+        ASSERT_EQ(vslbQuboid3DInit(handle, (cfgDir.string() + "/").c_str()), VSLB_OK);
         ASSERT_EQ(vslbSetFrameStatusCallback(handle, &onFrameStatus), VSLB_OK);
         ASSERT_EQ(vslbQuboid3DRunEx(handle, &onBox), VSLB_OK);
     }
+    void expectMatchesTruth() {
+        std::lock_guard lock(received.mutex);
+        ASSERT_EQ(received.boxes.size(), truth.size()) << "none lost, none doubled";
+        for (std::size_t i = 0; i < truth.size(); ++i) {
+            EXPECT_EQ(received.boxes[i].detailed, 1);
+            EXPECT_NEAR(received.boxes[i].length, truth[i].length, kToleranceMm);
+            EXPECT_NEAR(received.boxes[i].width, truth[i].width, kToleranceMm);
+            EXPECT_NEAR(received.boxes[i].height, truth[i].height, kToleranceMm);
+        }
+    }
+    // Measures the whole scene: every frame fetched, then the stream runs dry.
+    void measureScene() {
+        start();
+        ASSERT_TRUE(received.waitForBoxes(truth.size()));
+        ASSERT_TRUE(received.waitUntil([] { return received.framesMissing > 0; })) << "the scene ran out";
+        ASSERT_EQ(vslbQuboid3DStop(handle), VSLB_OK);
+        expectMatchesTruth();
+        std::lock_guard lock(received.mutex);
+        EXPECT_EQ(received.frameCalls, static_cast<int>(camera->fetchTimeouts().size())) << "once per fetch";
+        EXPECT_TRUE(received.statuses.empty());
+    }
+
     ScanSim::Scene scene;
+    fs::path cfgDir;
+    int cfgCount = 0;
     std::vector<TrueBox> truth;
     std::shared_ptr<CSimCamera> camera;
     VslbHandle handle = 0;
 };
+
+TEST_F(EndToEndCameraTest, Mono8FramesAreMeasuredWithinTheAccuracyGoal) {
+    plug(ScanSimForm::Mono8);
+    measureScene();
+}
 
 TEST_F(EndToEndCameraTest, CameraThatNeverReturnsTimesOutAndTheApplicationHearsOnlyTheStatus) {
     plug(ScanSimForm::Mono8);
