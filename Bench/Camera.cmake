@@ -3,3 +3,11 @@
 add_executable(CameraStreamBench CameraStreamBench.cpp)
 target_link_libraries(CameraStreamBench PRIVATE Quboid3DCameraScanSim benchmark::benchmark benchmark::benchmark_main)
 quboid3d_warnings(CameraStreamBench)
+
+# Camera mode through the C interface from a simulated camera serving the default scene
+# pre-rendered: frames per second beside lpmcProcess alone, result latency, frames lost at a
+# fixed camera rate.
+add_executable(CameraModeBench CameraModeBench.cpp)
+target_link_libraries(CameraModeBench PRIVATE Quboid3DSdk Quboid3DCameraScanSim LpmcTestSupport benchmark::benchmark)
+add_dependencies(CameraModeBench LaserPlaneMultCameras64)
+quboid3d_warnings(CameraModeBench)

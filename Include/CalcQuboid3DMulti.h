@@ -74,6 +74,8 @@ public:
     std::list<int> pendingList;
 
 private:
+    // The images that converted camera frames are unpacked into, one per slot, kept between passes.
+    Memory::TSharedPtr<VsImage> frameImages[LPMC_MAX_CAMERAS];
     // Set by the last step of initialize, cleared by release.
     bool initialized = false;
     bool notInitializedReported = false;

@@ -32,6 +32,9 @@ inline constexpr std::size_t kPipelineSecondOffset = 15408;
 // pixel, low nibble first), Mono8 copied. Every field stays zero for an invalid frame or any
 // other format.
 Memory::TSharedPtr<VsImage> imageFromFrame(const GenICam::CFrame& frame);
+// The same into `image`, whose buffer is written over when it has the frame's size already, so
+// that a stream of frames is converted with no allocation after the first.
+void fillImageFromFrame(const GenICam::CFrame& frame, VsImage& image);
 
 // The frame time of a line-form frame from its "PipelineResultTsHigh" and "PipelineResultTsLow"
 // chunks: ((high << 32) + low) / 1000, remainder dropped. A missing half counts as 0.

@@ -16,6 +16,7 @@
 #include "LocalTime.h"
 #include "MvCamera.h"
 #include "OutputPlugin.h"
+#include "SystemClock.h"
 #include "VsLog.h"
 
 namespace Orvia::VisionSystem {
@@ -37,13 +38,6 @@ constexpr const char* kCalibResultDir = "CalibApp/CalibResult";
 constexpr int kCamerasNeeded = 1;
 constexpr std::int64_t kTicksPerMs = 10000;
 constexpr auto kReconnectPause = std::chrono::milliseconds(50);
-
-// The wall clock in 100 ns ticks: an outage is timed on it, so a change of the clock shifts the
-// deadline.
-std::int64_t systemClockTicks() {
-    using Ticks = std::chrono::duration<std::int64_t, std::ratio<1, 10000000>>;
-    return std::chrono::duration_cast<Ticks>(std::chrono::system_clock::now().time_since_epoch()).count();
-}
 
 // Strips every character that iswspace counts as space from both ends.
 std::string trimmedWide(const std::string& text) {

@@ -412,6 +412,10 @@ bool CCalcQuboid3DMulti::fetchCameraSlot(std::uint32_t i,
         return getPipelineResult(static_cast<int>(i), pass.frames[i], camera, connected);
     }
     input.imageType[i] = LPMC_IMAGE_MONO8;
+    // The slot's image outlives the pass, so its buffer serves every converted frame.
+    if (!frameImages[i])
+        frameImages[i] = std::make_shared<VsImage>();
+    pass.images[i] = frameImages[i];
     return getCameraImage(pass.frames[i], camera, input.image[i], connected, input.timestamp[i],
                           pass.images[i]);
 }
@@ -443,7 +447,9 @@ bool CCalcQuboid3DMulti::getCameraImage(GenICam::CFrame& frame, Memory::TSharedP
         desc->pixels = frame.getImage();
         return true;
     }
-    image = imageFromFrame(frame);
+    if (!image)
+        image = std::make_shared<VsImage>();
+    fillImageFromFrame(frame, *image);
     if (!image->data || image->size == 0 || image->width <= 0 || image->height <= 0) {
         VS_LOG_ERROR(kChannel, kProcessFn, "get frame error, unsupported format: %d",
                      static_cast<int>(frame.getImagePixelFormat()));

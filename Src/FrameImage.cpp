@@ -36,25 +36,37 @@ void unpackMono4p(const std::uint8_t* source, std::uint64_t sourceSize, VsImage&
 
 } // namespace
 
+void fillImageFromFrame(const GenICam::CFrame& frame, VsImage& image) {
+    const std::uint32_t format = frame.valid() ? frame.getImagePixelFormat() : 0;
+    if (format != kPixelFormatMono4p && format != kPixelFormatMono8) {
+        image = VsImage{};
+        return;
+    }
+    const auto width = static_cast<std::int32_t>(frame.getImageWidth());
+    const auto height = static_cast<std::int32_t>(frame.getImageHeight());
+    const std::int32_t size =
+        format == kPixelFormatMono4p ? width * height : static_cast<std::int32_t>(frame.getImageSize());
+    // A camera's frames keep their size: the buffer of the last one is written over.
+    const bool reuse = image.data && image.size == size && image.data.get_deleter().release == nullptr;
+    image.pixelFormat = format;
+    image.width = width;
+    image.height = height;
+    image.size = size;
+    if (size <= 0) {
+        image.data.reset();
+        return;
+    }
+    if (!reuse)
+        image.data.reset(new std::uint8_t[static_cast<std::size_t>(size)]());
+    if (format == kPixelFormatMono4p)
+        unpackMono4p(frame.getImage(), frame.getImageSize(), image);
+    else
+        std::memcpy(image.data.get(), frame.getImage(), static_cast<std::size_t>(size));
+}
+
 Memory::TSharedPtr<VsImage> imageFromFrame(const GenICam::CFrame& frame) {
     auto image = std::make_shared<VsImage>();
-    if (!frame.valid())
-        return image;
-    const std::uint32_t format = frame.getImagePixelFormat();
-    if (format != kPixelFormatMono4p && format != kPixelFormatMono8)
-        return image;
-    image->pixelFormat = format;
-    image->width = static_cast<std::int32_t>(frame.getImageWidth());
-    image->height = static_cast<std::int32_t>(frame.getImageHeight());
-    image->size = format == kPixelFormatMono4p ? image->width * image->height
-                                               : static_cast<std::int32_t>(frame.getImageSize());
-    if (image->size <= 0)
-        return image;
-    image->data.reset(new std::uint8_t[static_cast<std::size_t>(image->size)]());
-    if (format == kPixelFormatMono4p)
-        unpackMono4p(frame.getImage(), frame.getImageSize(), *image);
-    else
-        std::memcpy(image->data.get(), frame.getImage(), static_cast<std::size_t>(image->size));
+    fillImageFromFrame(frame, *image);
     return image;
 }
 

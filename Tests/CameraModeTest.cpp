@@ -4,6 +4,7 @@
 // the first test reads the site settings: a short reconnection timeout, or (in the program built
 // with CAMERA_RECONNECT_OFF) reconnection switched off.
 #include <algorithm>
+#include <atomic>
 #include <chrono>
 #include <condition_variable>
 #include <filesystem>
@@ -25,6 +26,7 @@
 #include "MvCamera.h"
 #include "Orvia/ConfigFormat/CalibFiles.h"
 #include "Orvia/Sim/FrameGenerator.h"
+#include "SystemClock.h"
 #include "TempWorkDir.h"
 
 namespace quboid3d::test {
@@ -320,6 +322,58 @@ TEST_F(CameraModeTest, CameraThatNeverComesBackTimesOutWithMinus989AndStatus3) {
     EXPECT_EQ(passes[0].status, VSLB_ERR_RECONNECT_TIMEOUT);
     EXPECT_FALSE(passes[0].hadResult);
     EXPECT_TRUE(manager.stop());
+}
+
+// A computer clock that stands still until the test sets it, as an operator would.
+std::atomic<std::int64_t> standingClockTicks{0};
+std::int64_t standingClock() {
+    return standingClockTicks.load();
+}
+constexpr std::int64_t kTicksPerMs = 10000;
+constexpr std::int64_t kTicksPerHour = 3600LL * 1000 * kTicksPerMs;
+constexpr const char* kAttemptLine = "Reconnect failed, camera num < 1. now is 0";
+
+class CameraModeClockTest : public CameraModeTest {
+protected:
+    void SetUp() override {
+        standingClockTicks = 17 * kTicksPerHour;
+        setSystemClockSource(&standingClock);
+        CameraModeTest::SetUp();
+    }
+    void TearDown() override {
+        CameraModeTest::TearDown();
+        setSystemClockSource(nullptr);
+    }
+    // The camera is pulled, and the thread has made `attempts` attempts on the standing clock.
+    void loseTheCamera(std::size_t attempts) {
+        ASSERT_TRUE(initialize());
+        ASSERT_TRUE(manager.run(&sink));
+        plugged.sim->unplug();
+        ASSERT_TRUE(record.waitForStatus(VSLB_CAMERA_RECONNECTING));
+        ASSERT_TRUE(log.waitForCount(kAttemptLine, attempts));
+    }
+};
+
+TEST_F(CameraModeClockTest, ClockSetForwardDuringAnOutageBringsTheTimeoutForward) {
+    loseTheCamera(3);
+    EXPECT_EQ(record.values(), std::vector<int>{VSLB_CAMERA_RECONNECTING}) << "the clock stood still";
+    standingClockTicks += kTicksPerHour;
+    ASSERT_TRUE(record.waitForStatus(VSLB_CAMERA_RECONNECT_TIMEOUT));
+    EXPECT_EQ(record.values(), (std::vector<int>{VSLB_CAMERA_RECONNECTING, VSLB_CAMERA_RECONNECT_TIMEOUT}));
+    EXPECT_EQ(log.count(OVP_LOG_INFO, kVolume, kThreadFn, "Reconnect timeout."), 1);
+}
+
+TEST_F(CameraModeClockTest, ClockSetBackDuringAnOutagePushesTheTimeoutBack) {
+    loseTheCamera(1);
+    // Back by an hour, then on by the whole timeout: the deadline is still an hour away.
+    standingClockTicks -= kTicksPerHour;
+    standingClockTicks += AdvancedConfig::instance().CameraReconnectTimeout * kTicksPerMs;
+    const std::size_t seen = log.withText(kAttemptLine).size();
+    ASSERT_TRUE(log.waitForCount(kAttemptLine, seen + 3));
+    EXPECT_EQ(record.values(), std::vector<int>{VSLB_CAMERA_RECONNECTING});
+    standingClockTicks += kTicksPerHour;
+    ASSERT_TRUE(record.waitForStatus(VSLB_CAMERA_RECONNECT_TIMEOUT));
+    EXPECT_EQ(record.values(), (std::vector<int>{VSLB_CAMERA_RECONNECTING, VSLB_CAMERA_RECONNECT_TIMEOUT}));
 }
 
 TEST_F(CameraModeTest, StopDuringReconnectionEndsAfterTheAttemptUnderWay) {

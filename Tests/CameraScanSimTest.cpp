@@ -58,6 +58,44 @@ TEST(CameraScanSimTest, RingServesItsBuffersRoundAndRoundWithRunningTimestamps) 
     }
 }
 
+TEST(CameraScanSimTest, ReplayServesTheSameRingFromItsStartWithoutRenderingAgain) {
+    CScanSimFrames frames(smallScene(), options(ScanSimForm::Mono8, 3));
+    SimFrame frame;
+    ASSERT_TRUE(frames.next(frame) && frames.next(frame));
+    const auto again = frames.replay(false);
+    ASSERT_EQ(again->passFrames(), 3);
+    for (int n = 0; n < 3; ++n) {
+        EXPECT_EQ(again->ringData(n), frames.ringData(n)) << "slot " << n;
+        ASSERT_TRUE(again->next(frame));
+        EXPECT_EQ(frame.data, frames.ringData(n));
+        EXPECT_EQ(frame.timestamp, static_cast<uint64_t>(n) * 2500000u);
+    }
+    EXPECT_FALSE(again->next(frame)) << "one pass, then nothing";
+    ASSERT_TRUE(frames.next(frame)) << "the original goes on where it was";
+    EXPECT_EQ(frame.data, frames.ringData(2));
+}
+
+TEST(CameraScanSimTest, FormsRenderedTogetherEqualFormsRenderedApart) {
+    const std::vector<ScanSimForm> forms{ScanSimForm::Mono8, ScanSimForm::Mono4p, ScanSimForm::LineForm};
+    const auto together = CScanSimFrames::renderForms(smallScene(), options(ScanSimForm::Mono8, 3), forms);
+    ASSERT_EQ(together.size(), forms.size());
+    for (size_t f = 0; f < forms.size(); ++f) {
+        CScanSimFrames apart(smallScene(), options(forms[f], 3));
+        ASSERT_EQ(together[f]->passFrames(), 3);
+        for (int n = 0; n < 3; ++n) {
+            SimFrame a;
+            SimFrame b;
+            ASSERT_TRUE(together[f]->next(a));
+            ASSERT_TRUE(apart.next(b));
+            EXPECT_EQ(a.pixelFormat, b.pixelFormat);
+            EXPECT_EQ(a.timestamp, b.timestamp);
+            EXPECT_EQ(a.chunks.size(), b.chunks.size());
+            ASSERT_EQ(a.size, b.size);
+            EXPECT_EQ(std::memcmp(a.data, b.data, a.size), 0) << "form " << f << " frame " << n;
+        }
+    }
+}
+
 TEST(CameraScanSimTest, LiveRenderingGivesTheSameImagesAsTheRing) {
     CScanSimFrames ring(smallScene(), options(ScanSimForm::Mono8, 0));
     ScanSimFramesOptions liveOptions = options(ScanSimForm::Mono8, 0);

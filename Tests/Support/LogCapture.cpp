@@ -1,5 +1,7 @@
 #include "LogCapture.h"
 
+#include <algorithm>
+
 namespace quboid3d::test {
 
 LogCapture::LogCapture() {
@@ -36,6 +38,16 @@ bool LogCapture::waitFor(const std::string& text, std::chrono::milliseconds limi
             if (line.text == text)
                 return true;
         return false;
+    });
+}
+
+bool LogCapture::waitForCount(const std::string& text, std::size_t count,
+                              std::chrono::milliseconds limit) const {
+    std::unique_lock lock(mutex_);
+    return written_.wait_for(lock, limit, [&] {
+        return static_cast<std::size_t>(std::count_if(lines_.begin(), lines_.end(), [&](const LogLine& line) {
+                   return line.text == text;
+               })) >= count;
     });
 }
 

@@ -43,6 +43,9 @@ public:
     // Blocks until a line with exactly `text` has been written, or `limit` has passed; true if
     // it was written. For lines that another thread writes.
     bool waitFor(const std::string& text, std::chrono::milliseconds limit = std::chrono::seconds(20)) const;
+    // The same, until `count` lines with exactly `text` have been written.
+    bool waitForCount(const std::string& text, std::size_t count,
+                      std::chrono::milliseconds limit = std::chrono::seconds(20)) const;
     void clear();
 
 private:

@@ -16,7 +16,8 @@ bool readNumber(const char* text, double& out) {
 
 const char* usageText() {
     return "usage: quboid3d-measure [--config DIR] [--count N] [--timeout SECONDS] [--json]\n"
-           "                        [--truth FILE] [--help] [--version]\n"
+           "                        [--truth FILE] [--sim-camera SOURCE [--sim-form FORM]]\n"
+           "                        [--help] [--version]\n"
            "\n"
            "Measures the packages that pass the station and prints each box, using the measuring\n"
            "library through its public C interface only. Runs in the current directory: with a\n"
@@ -32,6 +33,14 @@ const char* usageText() {
            "  --truth FILE       truth.json of a synthesized scan: measure as many boxes as it has\n"
            "                     objects (unless --count says otherwise), then print a table of\n"
            "                     measured against true dimensions\n"
+           "  --sim-camera SOURCE  camera mode from a simulated laser camera plugged into this\n"
+           "                     program: SOURCE is a scan directory of quboid3d-scan-synth (its\n"
+           "                     stored images are served round and round) or a scene file\n"
+           "                     (rendered once); frames 2 ms apart, as the scan's calibration\n"
+           "                     expects. Needs a directory without ./LocalMode.dat. Without it,\n"
+           "                     camera mode uses whatever cameras the library discovers.\n"
+           "  --sim-form FORM    what a scene's camera sends: mono8 (default), mono4p, or line\n"
+           "                     (the camera's own line extraction)\n"
            "  --help             print this text\n"
            "  --version          print the library's version\n"
            "\n"
@@ -59,6 +68,10 @@ std::optional<Options> parseOptions(int argc, char** argv, std::string& error) {
             options.json = true;
         } else if (arg == "--truth" && hasValue) {
             options.truthFile = argv[++i];
+        } else if (arg == "--sim-camera" && hasValue) {
+            options.simCamera = argv[++i];
+        } else if (arg == "--sim-form" && hasValue) {
+            options.simForm = argv[++i];
         } else if (arg == "--config" && hasValue) {
             options.configDir = argv[++i];
         } else if (arg == "--count" && hasValue && readNumber(argv[i + 1], number) && number >= 1) {

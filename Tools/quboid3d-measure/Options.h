@@ -12,6 +12,8 @@ struct Options {
     double timeout = 0;    // stop after this many seconds; 0: no limit
     bool json = false;     // one JSON object per box instead of text
     std::string truthFile; // truth.json of a synthesized scan to compare with
+    std::string simCamera; // a scan directory or scene file a simulated camera serves
+    std::string simForm = "mono8";
     bool help = false;
     bool version = false;
 };

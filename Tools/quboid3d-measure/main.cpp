@@ -3,11 +3,13 @@
 #include <chrono>
 #include <condition_variable>
 #include <cstdio>
+#include <filesystem>
 #include <mutex>
 
 #include "BoxPrinter.h"
 #include "Options.h"
 #include "Quboid3DSdk.h"
+#include "SimulatedCamera.h"
 #include "TruthTable.h"
 
 namespace {
@@ -68,6 +70,22 @@ int measure(Options options) {
         }
         if (options.count == 0)
             options.count = static_cast<int>(truth.size());
+    }
+    // The simulated camera goes once the library is done with it, on every way out.
+    struct UnplugAtEnd {
+        ~UnplugAtEnd() { unplugSimulatedCamera(); }
+    } unplugAtEnd;
+    if (!options.simCamera.empty()) {
+        std::string error;
+        if (std::filesystem::exists("LocalMode.dat")) {
+            std::fprintf(stderr,
+                         "quboid3d-measure: --sim-camera needs camera mode: ./LocalMode.dat is here\n");
+            return 2;
+        }
+        if (!plugSimulatedCamera(options.simCamera, options.simForm, error)) {
+            std::fprintf(stderr, "quboid3d-measure: %s\n", error.c_str());
+            return 2;
+        }
     }
     session.json = options.json;
     const VslbHandle handle = vslbQuboid3DCreate();

@@ -33,20 +33,32 @@ constexpr uint32_t kPipelineTimestampChunkId = 0xA5000001;
 class CScanSimFrames : public IFrameGenerator {
 public:
     CScanSimFrames(ScanSim::Scene scene, ScanSimFramesOptions options);
+    // One pre-rendered generator per form of `forms`, in that order, from a single rendering of
+    // each frame: a scene in several forms costs one rendering. `options.form` and
+    // `options.preRender` are set per generator.
+    static std::vector<std::shared_ptr<CScanSimFrames>>
+    renderForms(ScanSim::Scene scene, ScanSimFramesOptions options, const std::vector<ScanSimForm>& forms);
     bool next(SimFrame& frame) override;
 
     // Frames of one pass: the ring's size, or the scene's frame count when rendering live.
     int passFrames() const;
     // The bytes of ring slot `index`; null when rendering live.
     const uint8_t* ringData(int index) const;
+    // A new generator over the same scene and ring, served from its first frame, with its own
+    // `loop`; nothing is rendered again and no frame is copied. Many cameras, or one camera many
+    // times, can thus serve a scene rendered once.
+    std::shared_ptr<CScanSimFrames> replay(bool loop) const;
 
 private:
+    CScanSimFrames(std::shared_ptr<const ScanSim::CFrameRenderer> renderer, ScanSimFramesOptions options,
+                   std::shared_ptr<const std::vector<SimFrame>> ring);
     SimFrame render(int sceneFrame) const;
+    SimFrame convert(const ScanSim::RenderedFrame& rendered, ScanSimForm form) const;
     void stamp(SimFrame& frame, uint64_t number) const;
 
-    ScanSim::CFrameRenderer renderer_;
+    std::shared_ptr<const ScanSim::CFrameRenderer> renderer_;
     ScanSimFramesOptions options_;
-    std::vector<SimFrame> ring_;
+    std::shared_ptr<const std::vector<SimFrame>> ring_;
     uint64_t served_ = 0;
 };
 

@@ -1,0 +1,256 @@
+// Camera mode through the C interface, from a simulated laser camera serving the default scene of
+// the virtual station (2048 x 512), pre-rendered once:
+//  - frames per second of Mono8 and of the line form, the camera making each frame when the
+//    library asks for it, beside lpmcProcess alone on the same frames;
+//  - the time from the arrival of the frame that completes an object (the fetch whose pass
+//    returns the box) to the application's callback, median and worst over some hundred objects;
+//  - a camera sending 1,000 frames per second on its own clock for a minute: frames lost.
+#include <algorithm>
+#include <chrono>
+#include <condition_variable>
+#include <cstring>
+#include <filesystem>
+#include <fstream>
+#include <mutex>
+#include <thread>
+#include <vector>
+
+#include <benchmark/benchmark.h>
+
+#include "LpmcBoxScan.h"
+#include "Orvia/Sim/ScanSimFrames.h"
+#include "Orvia/Sim/SimCamera.h"
+#include "Quboid3DSdk.h"
+#include "ScanSim/ScanWriter.h"
+#include "ScanSim/Truth.h"
+
+namespace {
+
+namespace fs = std::filesystem;
+using Clock = std::chrono::steady_clock;
+using Orvia::Sim::CScanSimFrames;
+using Orvia::Sim::CSimCamera;
+using Orvia::Sim::ScanSimForm;
+
+constexpr const char* kPlainModel = "MV-DL2048-G0X";
+constexpr const char* kLineModel = "MV-DL2048-G1X";
+constexpr std::size_t kPipelineFirstOffset = 48;
+constexpr std::size_t kPipelineSecondOffset = 15408;
+
+const ScanSim::Scene& scene() {
+    static const ScanSim::Scene s = ScanSim::defaultScene();
+    return s;
+}
+
+std::shared_ptr<CScanSimFrames> ring(ScanSimForm form) {
+    static const auto rings =
+        CScanSimFrames::renderForms(scene(), {}, {ScanSimForm::Mono8, ScanSimForm::LineForm});
+    return rings[form == ScanSimForm::Mono8 ? 0 : 1];
+}
+
+// A working directory without ./LocalMode.dat, and the scene's calibration on the camera's clock.
+const std::string& cfgDir() {
+    static const std::string dir = [] {
+        const fs::path work = fs::temp_directory_path() / "quboid3d-bench-camera";
+        fs::remove_all(work);
+        fs::create_directories(work);
+        fs::current_path(work);
+        std::string error;
+        ScanSim::writeCalibrationFiles(scene(), work / "3DCfg", error);
+        std::ofstream pose(work / "3DCfg" / "LaserMovePose.data", std::ios::trunc);
+        for (const auto& [key, value] : ScanSim::movePoseKeys(scene(), ScanSim::TimeBase::CameraMs))
+            pose << key << " = " << value << "\n";
+        return (work / "3DCfg/").string();
+    }();
+    return dir;
+}
+
+// What the callbacks saw, with the time of each box against the fetch before it.
+struct Seen {
+    std::mutex mutex;
+    std::condition_variable changed;
+    long framesOk = 0;
+    long boxes = 0;
+    Clock::time_point lastOkFetch;
+    std::vector<double> latenciesMs;
+
+    void reset() {
+        std::lock_guard lock(mutex);
+        framesOk = 0;
+        boxes = 0;
+        latenciesMs.clear();
+    }
+};
+Seen seen;
+
+void onFrameStatus(const FrameStatusInfo* info) {
+    const auto now = Clock::now();
+    std::lock_guard lock(seen.mutex);
+    if (info->ok != 0) {
+        ++seen.framesOk;
+        seen.lastOkFetch = now;
+    }
+    seen.changed.notify_all();
+}
+
+void onBox(const VslbVolumeResult*) {
+    const auto now = Clock::now();
+    std::lock_guard lock(seen.mutex);
+    ++seen.boxes;
+    seen.latenciesMs.push_back(std::chrono::duration<double, std::milli>(now - seen.lastOkFetch).count());
+    seen.changed.notify_all();
+}
+
+// One measuring object on a freshly plugged camera serving `frames`.
+class CRun {
+public:
+    CRun(ScanSimForm form, std::shared_ptr<Orvia::Sim::IFrameGenerator> frames, Orvia::Sim::DeliveryMode mode,
+         double framesPerSecond = 0.0) {
+        const std::string& cfg = cfgDir();
+        camera = CSimCamera::plugIn(Orvia::Sim::laserCameraDescription(
+            "BENCH", 0, form == ScanSimForm::LineForm ? kLineModel : kPlainModel));
+        camera->setFrameGenerator(std::move(frames));
+        camera->setDeliveryMode(mode, framesPerSecond);
+        seen.reset();
+        handle = vslbQuboid3DCreate();
+        ok = vslbQuboid3DInit(handle, cfg.c_str()) == VSLB_OK &&
+             vslbSetFrameStatusCallback(handle, &onFrameStatus) == VSLB_OK;
+    }
+    bool start() { return ok && vslbQuboid3DRunEx(handle, &onBox) == VSLB_OK; }
+    ~CRun() {
+        vslbQuboid3DStop(handle);
+        vslbQuboid3DDestroy(handle);
+    }
+    std::shared_ptr<CSimCamera> camera;
+    VslbHandle handle = 0;
+    bool ok = false;
+};
+
+double medianOf(std::vector<double> values) {
+    if (values.empty())
+        return 0.0;
+    std::sort(values.begin(), values.end());
+    return values[values.size() / 2];
+}
+
+// (a) One pass of the scene through the whole system: from the start to the last frame's fetch.
+void BM_CameraModeFrames(benchmark::State& state) {
+    const auto form = static_cast<ScanSimForm>(state.range(0));
+    const int frames = ring(form)->passFrames();
+    for (auto _ : state) {
+        CRun run(form, ring(form)->replay(false), Orvia::Sim::DeliveryMode::OnDemand);
+        const auto start = Clock::now();
+        if (!run.start()) {
+            state.SkipWithError("camera mode did not start");
+            break;
+        }
+        std::unique_lock lock(seen.mutex);
+        seen.changed.wait(lock, [&] { return seen.framesOk >= frames; });
+        state.SetIterationTime(std::chrono::duration<double>(seen.lastOkFetch - start).count());
+    }
+    state.SetItemsProcessed(state.iterations() * frames);
+    state.counters["boxes"] = static_cast<double>(seen.boxes);
+}
+BENCHMARK(BM_CameraModeFrames)
+    ->Arg(static_cast<int>(ScanSimForm::Mono8))
+    ->Arg(static_cast<int>(ScanSimForm::LineForm))
+    ->UseManualTime()
+    ->Unit(benchmark::kMillisecond)
+    ->Iterations(3);
+
+// (a) lpmcProcess alone on the same frames and timestamps.
+void BM_LpmcProcessAlone(benchmark::State& state) {
+    const auto form = static_cast<ScanSimForm>(state.range(0));
+    const auto frames = ring(form);
+    const int count = frames->passFrames();
+    const ScanSim::Vec3 speed = ScanSim::beltSpeed(scene(), ScanSim::TimeBase::CameraMs);
+    const auto cal = lpmctest::calibrationOf(scene().station, speed.x, speed.y);
+    long boxes = 0;
+    for (auto _ : state) {
+        lpmctest::Instance inst;
+        if (lpmctest::openInstance(scene().station, *cal, 2500, inst, [](LpmcConfig&) {}) != 0) {
+            state.SkipWithError("configuration refused");
+            break;
+        }
+        LpmcImageDesc desc{};
+        desc.region = inst.region;
+        LpmcResult result{};
+        for (int k = 0; k < count; ++k) {
+            const uint8_t* data = frames->ringData(k);
+            LpmcInput in{};
+            in.timestamp[0] = k * scene().motion.framePeriodMs;
+            if (form == ScanSimForm::Mono8) {
+                desc.width = scene().station.camera.width;
+                desc.height = scene().station.camera.height;
+                desc.pixels = data;
+                in.imageType[0] = LPMC_IMAGE_MONO8;
+                in.image[0] = &desc;
+            } else {
+                in.imageType[0] = LPMC_IMAGE_LINE;
+                std::memcpy(&in.pipelineCount[0], data + 36, sizeof(int32_t));
+                in.pipelineFirst[0] = data + kPipelineFirstOffset;
+                in.pipelineSecond[0] = data + kPipelineSecondOffset;
+            }
+            lpmcProcess(inst.handle, &in, &result);
+            boxes += result.resultState == 1 ? result.volumeNum : 0;
+        }
+    }
+    state.SetItemsProcessed(state.iterations() * count);
+    state.counters["boxes"] = static_cast<double>(boxes) / static_cast<double>(state.iterations());
+}
+BENCHMARK(BM_LpmcProcessAlone)
+    ->Arg(static_cast<int>(ScanSimForm::Mono8))
+    ->Arg(static_cast<int>(ScanSimForm::LineForm))
+    ->UseRealTime() // as the camera-mode lines, which time the wall clock
+    ->Unit(benchmark::kMillisecond)
+    ->Iterations(3);
+
+// (b) From the fetch of the frame that completes an object to the application's callback.
+void BM_ResultLatency(benchmark::State& state) {
+    const long objects = state.range(0);
+    for (auto _ : state) {
+        CRun run(ScanSimForm::Mono8, ring(ScanSimForm::Mono8)->replay(true),
+                 Orvia::Sim::DeliveryMode::OnDemand);
+        if (!run.start()) {
+            state.SkipWithError("camera mode did not start");
+            break;
+        }
+        std::unique_lock lock(seen.mutex);
+        seen.changed.wait(lock, [&] { return seen.boxes >= objects; });
+    }
+    std::lock_guard lock(seen.mutex);
+    state.counters["objects"] = static_cast<double>(seen.latenciesMs.size());
+    state.counters["median_ms"] = medianOf(seen.latenciesMs);
+    state.counters["worst_ms"] = *std::max_element(seen.latenciesMs.begin(), seen.latenciesMs.end());
+}
+BENCHMARK(BM_ResultLatency)->Arg(300)->Unit(benchmark::kSecond)->Iterations(1);
+
+// (c) The camera sends at its own fixed rate; whatever finds the pool full is lost.
+void BM_Sustained(benchmark::State& state) {
+    const double framesPerSecond = static_cast<double>(state.range(0));
+    const auto duration = std::chrono::seconds(state.range(1));
+    Orvia::Sim::SimStreamCounters counters;
+    for (auto _ : state) {
+        CRun run(ScanSimForm::Mono8, ring(ScanSimForm::Mono8)->replay(true), Orvia::Sim::DeliveryMode::Paced,
+                 framesPerSecond);
+        if (!run.start()) {
+            state.SkipWithError("camera mode did not start");
+            break;
+        }
+        std::this_thread::sleep_for(duration);
+        counters = run.camera->streamCounters();
+    }
+    std::lock_guard lock(seen.mutex);
+    state.counters["captured"] = static_cast<double>(counters.captured);
+    state.counters["lost"] = static_cast<double>(counters.dropped);
+    state.counters["fetched_ok"] = static_cast<double>(seen.framesOk);
+    state.counters["boxes"] = static_cast<double>(seen.boxes);
+    state.counters["median_ms"] = medianOf(seen.latenciesMs);
+    state.counters["worst_ms"] =
+        seen.latenciesMs.empty() ? 0.0 : *std::max_element(seen.latenciesMs.begin(), seen.latenciesMs.end());
+}
+BENCHMARK(BM_Sustained)->Args({1000, 60})->Unit(benchmark::kSecond)->Iterations(1);
+
+} // namespace
+
+BENCHMARK_MAIN();
