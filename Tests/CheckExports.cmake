@@ -1,8 +1,23 @@
 # Fails unless the dynamic symbol table of LIBRARY defines exactly EXPECTED_COUNT symbols, each
-# matching the regular expression PATTERN.
-execute_process(COMMAND nm -D --defined-only ${LIBRARY} OUTPUT_VARIABLE listing RESULT_VARIABLE rc)
-if(NOT rc EQUAL 0)
-    message(FATAL_ERROR "nm failed on ${LIBRARY}")
+# matching the regular expression PATTERN. With OBJDUMP set, LIBRARY is a DLL and the names are
+# those of its export table, as a Windows loader sees them (a decorated or C++ name fails).
+if(OBJDUMP)
+    execute_process(COMMAND ${OBJDUMP} -p ${LIBRARY} OUTPUT_VARIABLE listing RESULT_VARIABLE rc)
+    if(NOT rc EQUAL 0)
+        message(FATAL_ERROR "${OBJDUMP} failed on ${LIBRARY}")
+    endif()
+    # The name table lists "[ ordinal] name" lines after its heading, up to an empty line.
+    string(REGEX MATCH "\\[Ordinal/Name Pointer\\] Table\n([^\n]+\n)*" table "${listing}")
+    if(table STREQUAL "")
+        message(FATAL_ERROR "no export name table in ${LIBRARY}")
+    endif()
+    string(REGEX REPLACE "\\[Ordinal/Name Pointer\\] Table\n" "" table "${table}")
+    string(REGEX REPLACE "[ \t]*\\[ *[0-9]+\\] " "" listing "${table}")
+else()
+    execute_process(COMMAND nm -D --defined-only ${LIBRARY} OUTPUT_VARIABLE listing RESULT_VARIABLE rc)
+    if(NOT rc EQUAL 0)
+        message(FATAL_ERROR "nm failed on ${LIBRARY}")
+    endif()
 endif()
 string(REPLACE "\n" ";" lines "${listing}")
 set(found "")

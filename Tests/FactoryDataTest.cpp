@@ -29,8 +29,9 @@ constexpr const char* kWriteFn = "FactoryData::write";
 constexpr const char* kParserChannel = "KeyValParser";
 constexpr const char* kParseCfgFn = "Orvia::VisionSystem::CKeyValueCfgParser::parseKeyValueCfg";
 
+// Read as text, as key-value files are written: on Windows their lines end in CR LF on disk.
 std::string contentOf(const fs::path& path) {
-    std::ifstream in(path, std::ios::binary);
+    std::ifstream in(path);
     return std::string(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
 }
 

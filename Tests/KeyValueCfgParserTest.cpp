@@ -38,8 +38,9 @@ protected:
         return parser.parseKeyValueCfg(kFile, requireEntries);
     }
 
+    // Read as text, as the parser writes it: on Windows its lines end in CR LF on disk.
     std::string readFile(const std::string& name) const {
-        std::ifstream in(workDir.path() / name, std::ios::binary);
+        std::ifstream in(workDir.path() / name);
         return std::string(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
     }
 

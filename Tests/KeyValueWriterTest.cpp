@@ -18,8 +18,9 @@ using namespace quboid3d::test;
 namespace Format = Orvia::VisionSystem::ConfigFormat;
 using Pairs = std::vector<std::pair<std::string, std::string>>;
 
+// Read as text, as the writer writes it: on Windows its lines end in CR LF on disk.
 std::string contentOf(const char* path) {
-    std::ifstream in(path, std::ios::binary);
+    std::ifstream in(path);
     std::ostringstream text;
     text << in.rdbuf();
     return text.str();

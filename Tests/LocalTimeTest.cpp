@@ -9,17 +9,12 @@
 
 #include <gtest/gtest.h>
 
+#include "LocalCalendar.h"
+
 namespace quboid3d::test {
 namespace {
 
 using Orvia::VisionSystem::localTimeToEpochSeconds;
-
-std::tm localCalendarOf(std::int64_t t) {
-    const auto instant = static_cast<std::time_t>(t);
-    std::tm local{};
-    localtime_r(&instant, &local);
-    return local;
-}
 
 // Calendar fields as a caller fills them: nothing but the date and the time of day.
 std::tm fieldsOnly(int year, int month, int day, int hour, int minute, int second) {
@@ -41,8 +36,8 @@ std::int64_t platformMktime(std::tm calendar) {
 
 TEST(LocalTimeTest, TheZoneOfThisProgramHasDaylightSaving) {
     // 2024-01-15 and 2024-07-15 at noon UTC.
-    EXPECT_EQ(localCalendarOf(1705320000).tm_gmtoff, 3600);
-    EXPECT_EQ(localCalendarOf(1721044800).tm_gmtoff, 7200);
+    EXPECT_EQ(utcOffsetAt(1705320000), 3600);
+    EXPECT_EQ(utcOffsetAt(1721044800), 7200);
 }
 
 // Every 37 minutes over two years, both clock changes included: the local calendar of an

@@ -26,6 +26,13 @@ if(NOT WIN32 AND NOT APPLE)
                      -P ${CMAKE_CURRENT_SOURCE_DIR}/CheckExports.cmake)
     set_tests_properties(LpmcExportsOnlyTheFiveFunctions PROPERTIES LABELS unit)
 endif()
+if(WIN32)
+    add_test(NAME LpmcExportsOnlyTheFiveFunctions
+             COMMAND ${CMAKE_COMMAND} -DLIBRARY=$<TARGET_FILE:LaserPlaneMultCameras64> -DOBJDUMP=${CMAKE_OBJDUMP}
+                     -DEXPECTED_COUNT=5 "-DPATTERN=^lpmc(Create|GetConfig|SetConfig|Process|Release)$"
+                     -P ${CMAKE_CURRENT_SOURCE_DIR}/CheckExports.cmake)
+    set_tests_properties(LpmcExportsOnlyTheFiveFunctions PROPERTIES LABELS unit)
+endif()
 
 # ScanSim scans against their truth, through the shared library.
 quboid3d_add_test(LpmcScanSimTest SOURCES LpmcScanSimTest.cpp LIBS LpmcTestSupport)

@@ -3,8 +3,7 @@
 // OutputPlugin field directly and clears it afterwards.
 #include "CalcQuboid3DMgr.h"
 
-#include <dlfcn.h>
-
+#include <cctype>
 #include <fstream>
 #include <sstream>
 
@@ -12,6 +11,7 @@
 
 #include "AdvancedConfig.h"
 #include "CalibFiles.h"
+#include "DynamicLibrary.h"
 #include "ICalcVolumeSink.h"
 #include "ImageFiles.h"
 #include "LocalStation.h"
@@ -31,21 +31,33 @@ namespace stub = lpmc_stub;
 
 constexpr const char* kPluginFn = "Orvia::VisionSystem::CCalcQuboid3DMgr::initOutputPlugin";
 
+// A library's file name on this platform: ".so" or ".dll" after its name.
+std::string libraryFile(const std::string& name) {
+    return name + Orvia::VisionSystem::dynamicLibrarySuffix();
+}
+
+std::string upperCase(std::string text) {
+    for (char& c : text)
+        c = static_cast<char>(std::toupper(static_cast<unsigned char>(c)));
+    return text;
+}
+
 // Keeps a test plug-in loaded for the whole test, so that its record of calls survives the
 // measuring object's unloading, and reads that record.
 class PluginRecord {
 public:
-    explicit PluginRecord(const char* library) : handle_(dlopen(library, RTLD_NOW)) {
+    explicit PluginRecord(const std::string& library)
+        : handle_(Orvia::VisionSystem::loadDynamicLibrary(library.c_str())) {
         if (handle_ != nullptr)
-            reinterpret_cast<void (*)()>(dlsym(handle_, "testPluginReset"))();
+            reinterpret_cast<void (*)()>(symbol("testPluginReset"))();
     }
     ~PluginRecord() {
         if (handle_ != nullptr)
-            dlclose(handle_);
+            Orvia::VisionSystem::unloadDynamicLibrary(handle_);
     }
     bool loaded() const { return handle_ != nullptr; }
     std::vector<std::string> calls() const {
-        const char* text = reinterpret_cast<const char* (*)()>(dlsym(handle_, "testPluginLog"))();
+        const char* text = reinterpret_cast<const char* (*)()>(symbol("testPluginLog"))();
         std::vector<std::string> lines;
         std::istringstream in(text);
         for (std::string line; std::getline(in, line);)
@@ -54,6 +66,7 @@ public:
     }
 
 private:
+    void* symbol(const char* name) const { return Orvia::VisionSystem::findLibrarySymbol(handle_, name); }
     void* handle_;
 };
 
@@ -81,9 +94,9 @@ protected:
     }
     bool hasError(const std::string& text) const { return log.has(OVP_LOG_ERROR, "Volume", kPluginFn, text); }
 
-    PluginRecord recording{"RecordingPlugin.so"};
-    PluginRecord nullContext{"NullContextPlugin.so"};
-    PluginRecord failingInit{"FailingInitPlugin.so"};
+    PluginRecord recording{libraryFile("RecordingPlugin")};
+    PluginRecord nullContext{libraryFile("NullContextPlugin")};
+    PluginRecord failingInit{libraryFile("FailingInitPlugin")};
     CCalcQuboid3DMgr manager;
 };
 
@@ -94,7 +107,7 @@ TEST_F(OutputPluginTest, NameAndArgumentsAreSplitAtTheAmpersandAndTheSuffixIsAdd
 }
 
 TEST_F(OutputPluginTest, NameWithItsSuffixAndEmptyArgumentsStillInitialises) {
-    ASSERT_TRUE(initialize("RecordingPlugin.so&"));
+    ASSERT_TRUE(initialize(libraryFile("RecordingPlugin") + "&"));
     EXPECT_EQ(recording.calls(), std::vector<std::string>{"init [] context null"});
     manager.finalize();
 }
@@ -103,7 +116,7 @@ TEST_F(OutputPluginTest, EmptyNameBecomesTheBareSuffixAndFailsToLoad) {
     int error = 0;
     EXPECT_FALSE(initialize("&x", &error));
     EXPECT_EQ(error, VSLB_ERR_OUTPUT_PLUGIN);
-    EXPECT_TRUE(hasError("load output plugin error: .so"));
+    EXPECT_TRUE(hasError("load output plugin error: " + libraryFile("")));
 }
 
 TEST_F(OutputPluginTest, SettingWithoutAmpersandIsAConfigError) {
@@ -127,8 +140,9 @@ TEST_F(OutputPluginTest, BlanksAroundNameAndArgumentsAreTrimmed) {
 }
 
 TEST_F(OutputPluginTest, SuffixComparisonIsCaseSensitive) {
-    EXPECT_FALSE(initialize("Foo.SO&x"));
-    EXPECT_TRUE(hasError("load output plugin error: Foo.SO.so"));
+    const std::string upperSuffix = upperCase(libraryFile(""));
+    EXPECT_FALSE(initialize("Foo" + upperSuffix + "&x"));
+    EXPECT_TRUE(hasError("load output plugin error: " + libraryFile("Foo" + upperSuffix)));
 }
 
 TEST_F(OutputPluginTest, EmptySettingLoadsNothingAndCostsNothing) {
@@ -140,15 +154,15 @@ TEST_F(OutputPluginTest, EmptySettingLoadsNothingAndCostsNothing) {
 
 TEST_F(OutputPluginTest, MissingLibraryFails) {
     EXPECT_FALSE(initialize("NoSuchPlugin&x"));
-    EXPECT_TRUE(hasError("load output plugin error: NoSuchPlugin.so"));
+    EXPECT_TRUE(hasError("load output plugin error: " + libraryFile("NoSuchPlugin")));
 }
 
 TEST_F(OutputPluginTest, MissingSymbolFailsAndNothingIsCalled) {
-    PluginRecord missing("MissingProcPlugin.so");
+    PluginRecord missing(libraryFile("MissingProcPlugin"));
     int error = 0;
     EXPECT_FALSE(initialize("MissingProcPlugin&x", &error));
     EXPECT_EQ(error, VSLB_ERR_OUTPUT_PLUGIN);
-    EXPECT_TRUE(hasError("load output plugin error: MissingProcPlugin.so"));
+    EXPECT_TRUE(hasError("load output plugin error: " + libraryFile("MissingProcPlugin")));
     manager.finalize();
     EXPECT_TRUE(missing.calls().empty());
 }

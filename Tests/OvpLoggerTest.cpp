@@ -10,6 +10,7 @@
 
 #include <gtest/gtest.h>
 
+#include "Environment.h"
 #include "LogCapture.h"
 #include "TempWorkDir.h"
 
@@ -126,8 +127,10 @@ protected:
         restoreVariable("OVP_LOG_LEVEL", savedLevel_);
         ovpLogSetHandler(nullptr, nullptr);
     }
-    static void setVariable(const char* name, const std::string& value) { ::setenv(name, value.c_str(), 1); }
-    static void unsetVariable(const char* name) { ::unsetenv(name); }
+    static void setVariable(const char* name, const std::string& value) {
+        setEnvironment(name, value.c_str());
+    }
+    static void unsetVariable(const char* name) { unsetEnvironment(name); }
     static std::string readFile(const std::filesystem::path& path) {
         std::ifstream in(path, std::ios::binary);
         std::stringstream content;
@@ -157,13 +160,21 @@ private:
     std::pair<bool, std::string> savedLevel_;
 };
 
+// Log files end their lines as text files do on the platform.
+#if defined(_WIN32)
+constexpr const char* kFileLineEnd = "\\r\\n";
+#else
+constexpr const char* kFileLineEnd = "\\n";
+#endif
+
 TEST_F(OvpLoggerDefaultSink, FileLineHasTimeLevelChannelTextAndLocation) {
     useDefaults((workDir.path() / "x.log").string(), "info");
     logInfoEx("Volume", &kHere, "Initialize 3D volume success!\n");
     ovpLogFlush();
     const std::string content = readFile(workDir.path() / "x.log");
     const std::regex line(R"(^\d{4}-\d\d-\d\d \d\d:\d\d:\d\d\.\d{3} info +\[Volume\] Initialize 3D volume )"
-                          R"(success!  Tests/OvpLoggerTest\.cpp:42 someFunction\n$)");
+                          R"(success!  Tests/OvpLoggerTest\.cpp:42 someFunction)" +
+                          std::string(kFileLineEnd) + "$");
     EXPECT_TRUE(std::regex_match(content, line)) << content;
 }
 

@@ -13,6 +13,8 @@ packages=(
   libgtest-dev libgmock-dev
   libbenchmark-dev
   tzdata
+  g++-mingw-w64-x86-64-posix gcc-mingw-w64-x86-64-posix binutils-mingw-w64-x86-64
+  googletest wine wine64
 )
 
 missing=()

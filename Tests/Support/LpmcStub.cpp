@@ -1,3 +1,7 @@
+// On Windows the stand-in defines the functions that the library's header declares as imports.
+#if defined(_WIN32)
+#define LPMC_BUILD
+#endif
 #include "LpmcStub.h"
 
 #include <algorithm>
@@ -170,5 +174,15 @@ int32_t lpmcRelease(void* handle) {
     s.received.releasedHandle = handle;
     return 0;
 }
+
+#if defined(_WIN32)
+// Code compiled against the DLL's header calls through the import table's pointers; linked with
+// the stand-in instead, those pointers lead here.
+decltype(&lpmcCreate) __imp_lpmcCreate = &lpmcCreate;
+decltype(&lpmcGetConfig) __imp_lpmcGetConfig = &lpmcGetConfig;
+decltype(&lpmcSetConfig) __imp_lpmcSetConfig = &lpmcSetConfig;
+decltype(&lpmcProcess) __imp_lpmcProcess = &lpmcProcess;
+decltype(&lpmcRelease) __imp_lpmcRelease = &lpmcRelease;
+#endif
 
 } // extern "C"

@@ -4,6 +4,8 @@
 
 #include <gtest/gtest.h>
 
+#include "Environment.h"
+
 namespace {
 
 void setDefaultEnvironment(const char* name, const char* value) {
@@ -22,5 +24,6 @@ int main(int argc, char** argv) {
     setDefaultEnvironment("OVP_LOG_LEVEL", "warn");
     ::testing::InitGoogleTest(&argc, argv);
     GTEST_FLAG_SET(death_test_style, "threadsafe");
+    quboid3d::test::useSystemTimeZone();
     return RUN_ALL_TESTS();
 }

@@ -3,8 +3,15 @@
 namespace Orvia::GenICam::Detail {
 
 CEventThread& CEventThread::instance() {
+#if defined(_WIN32)
+    // A Windows process that ends stops its other threads before it destroys the statics of its
+    // DLLs; waking or joining the event thread then would wait for ever. It ends with the process.
+    static CEventThread* const thread = new CEventThread;
+    return *thread;
+#else
     static CEventThread thread;
     return thread;
+#endif
 }
 
 CEventThread::~CEventThread() {

@@ -1,5 +1,6 @@
 // The library's own event thread: connection events reach their handlers on it, one at a time
-// and in the order they were posted. Started on the first post, joined when the process ends.
+// and in the order they were posted. Started on the first post, joined when the process ends
+// (on Windows, ended with it).
 #pragma once
 
 #include <condition_variable>
