@@ -7,7 +7,9 @@
 
 #include "AdvancedConfig.h"
 #include "CalcQuboid3DMulti.h"
+#include "ConfigManager.h"
 #include "DynamicLibrary.h"
+#include "FactoryData.h"
 #include "ICalcVolumeSink.h"
 #include "KeyValueCfgParser.h"
 #include "LoadImage.h"
@@ -30,6 +32,8 @@ constexpr const char* kThreadFn = "Orvia::VisionSystem::CCalcQuboid3DMgr::thread
 constexpr const char* kPluginFn = "Orvia::VisionSystem::CCalcQuboid3DMgr::initOutputPlugin";
 constexpr const char* kDefaultCfgDir = "./3DCfg/";
 constexpr const char* kLocalImagesDir = "./LocalImages/";
+// Where the calibration application leaves its result files.
+constexpr const char* kCalibResultDir = "CalibApp/CalibResult";
 constexpr int kCamerasNeeded = 1;
 constexpr std::int64_t kTicksPerMs = 10000;
 constexpr auto kReconnectPause = std::chrono::milliseconds(50);
@@ -332,16 +336,50 @@ void CCalcQuboid3DMgr::clearLocalFileLists() {
         source->clearFiles();
 }
 
-// The steps below are the places where the calibration in the camera and factory data join the
-// object. Each one has nothing to do until its subsystem exists.
+// The calibration the camera carries replaces the files of the configuration directory, unless
+// the site keeps its local files. A camera that holds none is no failure: the directory's own
+// files are measured with.
+bool CCalcQuboid3DMgr::downloadCalibration(const std::string& dir, int* error) {
+    if (AdvancedConfig::instance().UseLocalCalibData)
+        return true;
+    CConfigManager& store = CConfigManager::instance();
+    // The camera the camera steps have just appended: the first one discovery reported.
+    if (!store.loadFromCamera(cameras.back())) {
+        VS_LOG_INFO(kChannel, kInitializeFn,
+                    "Failed to download calib data from camera. Try to use local data.");
+        return true;
+    }
+    if (!store.saveToLocal(dir)) {
+        setError(error, VSLB_ERR_WRITE_CALIB);
+        VS_LOG_ERROR(kChannel, kInitializeFn,
+                     "Initialize 3D volume failed, failed to write camera calib data to local file.");
+        return false;
+    }
+    return true;
+}
 
-bool CCalcQuboid3DMgr::downloadCalibration(const std::string&, int*) {
-    return true;
-}
+// Factory values for a scan are laid over the calibration application's result files; what they
+// change there is not measured with here.
 bool CCalcQuboid3DMgr::applyFactoryData(const std::string&, int*) {
+    if (factoryDataActive)
+        FactoryData::instance().write(FactoryData::ScanIn, kCalibResultDir);
     return true;
 }
-void CCalcQuboid3DMgr::writeBackFactoryData() {}
+
+// Factory values for the finished scan go into the configuration directory and from there back
+// into the first camera. USB3 cameras are left as they are.
+void CCalcQuboid3DMgr::writeBackFactoryData() {
+    if (cameras.empty())
+        return;
+    const auto& camera = cameras[0];
+    if (camera->cameraType == CameraTypeU3)
+        return;
+    if (FactoryData::instance().write(FactoryData::ScanOut, cfgDir.c_str()) <= 0)
+        return;
+    CConfigManager& store = CConfigManager::instance();
+    if (!store.loadFromLocal(cfgDir) || !store.saveToCamera(camera))
+        VS_LOG_ERROR(kChannel, kFinalizeFn, "Save calib data to camera error.");
+}
 
 // Camera mode measures from one camera: the first that discovery reports.
 bool CCalcQuboid3DMgr::initCameras(const std::string&, int* error) {

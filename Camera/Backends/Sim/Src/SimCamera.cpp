@@ -100,6 +100,10 @@ std::vector<uint8_t> CSimCamera::privateArea() const {
     return device_->privateArea();
 }
 
+bool CSimCamera::pokePrivateArea(const void* buffer, uint64_t length) {
+    return device_->pokePrivateArea(buffer, length);
+}
+
 bool CSimCamera::featureText(const std::string& name, std::string& text) const {
     return device_->featureText(name, text);
 }

@@ -521,6 +521,15 @@ std::vector<uint8_t> CSimDevice::privateArea() const {
     return privateArea_;
 }
 
+bool CSimDevice::pokePrivateArea(const void* buffer, uint64_t length) {
+    std::lock_guard lock(mutex_);
+    if (length > privateArea_.size()) {
+        return false;
+    }
+    std::memcpy(privateArea_.data(), buffer, length);
+    return true;
+}
+
 bool CSimDevice::featureText(const std::string& name, std::string& text) const {
     std::lock_guard lock(mutex_);
     const SimFeature* slot = slotLocked(name);

@@ -65,6 +65,7 @@ public:
     bool peekMemory(uint64_t address, void* buffer, uint64_t length) const;
     bool pokeMemory(uint64_t address, const void* buffer, uint64_t length);
     std::vector<uint8_t> privateArea() const;
+    bool pokePrivateArea(const void* buffer, uint64_t length);
     bool featureText(const std::string& name, std::string& text) const;
 
 private:

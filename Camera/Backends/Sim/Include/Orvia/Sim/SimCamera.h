@@ -120,6 +120,8 @@ public:
     bool peekMemory(uint64_t address, void* buffer, uint64_t length) const;
     bool pokeMemory(uint64_t address, const void* buffer, uint64_t length);
     std::vector<uint8_t> privateArea() const;
+    // Writes from the start of the private area; false past its end.
+    bool pokePrivateArea(const void* buffer, uint64_t length);
     // The feature's present value as getValueAsString would give it; false if there is none.
     bool featureText(const std::string& name, std::string& text) const;
 
