@@ -30,6 +30,7 @@ constexpr guint32 kPrivateAreaBytes = 0x8000;
 // How often the server looks for a software trigger.
 constexpr double kTriggerPollHz = 2000.0;
 constexpr double kDefaultFramesPerSecond = 100.0;
+constexpr uint64_t kAcquisitionGapNs = 500'000'000;
 constexpr uint32_t kPfncMono8 = 0x01080001;
 constexpr uint32_t kPfncMono4p = 0x01040039;
 
@@ -60,15 +61,6 @@ bool CVirtualCamera::loadScene(const Options& options, std::string& error) {
     // Frames carry the server's clock, so the belt moves by the scene's step per frame period.
     scene_.motion.framePeriodMs = 1000.0 / framesPerSecond_;
     return true;
-}
-
-std::unique_ptr<Orvia::Sim::CScanSimFrames> CVirtualCamera::makeFrames(bool mono4p) const {
-    Orvia::Sim::ScanSimFramesOptions frameOptions;
-    frameOptions.form = mono4p ? Orvia::Sim::ScanSimForm::Mono4p : Orvia::Sim::ScanSimForm::Mono8;
-    frameOptions.preRender = options_.ringFrames > 0;
-    frameOptions.ringFrames = options_.ringFrames;
-    frameOptions.loop = true;
-    return std::make_unique<Orvia::Sim::CScanSimFrames>(scene_, frameOptions);
 }
 
 bool CVirtualCamera::writeIdentity(const Options& options) {
@@ -108,8 +100,7 @@ bool CVirtualCamera::start(const Options& options, std::string& error) {
     if (!loadScene(options, error)) {
         return false;
     }
-    frames_ = makeFrames(options.mono4p);
-    framesMono4p_ = options.mono4p;
+    frames_ = std::make_unique<CSceneFrames>(scene_, framesPerSecond_, options.ringFrames);
     xmlPath_ =
         (fs::temp_directory_path() / ("quboid3d-virtual-camera-" + std::to_string(::getpid()) + ".xml"))
             .string();
@@ -162,19 +153,18 @@ void CVirtualCamera::fillBuffer(ArvBuffer* buffer, ArvPixelFormat format) {
     const uint64_t payload = mono4p ? width * height / 2 : width * height;
     // The server allocated the buffer for this payload; Aravis hands out its bytes as const.
     auto* bytes = static_cast<uint8_t*>(const_cast<void*>(arv_buffer_get_data(buffer, nullptr)));
-    std::lock_guard lock(framesMutex_);
-    if (mono4p != framesMono4p_ || !frames_) {
-        frames_ = makeFrames(mono4p);
-        framesMono4p_ = mono4p;
-    }
-    Orvia::Sim::SimFrame frame;
-    if (!bytes || !frames_->next(frame) || frame.size < payload) {
-        if (bytes) {
-            std::memset(bytes, 0, payload);
-        }
+    if (!bytes) {
         return;
     }
-    std::memcpy(bytes, frame.data, payload);
+    // A new acquisition shows the scene from its start: the server makes a new buffer for it,
+    // and frames stop coming in between.
+    const uint64_t timestamp = arv_buffer_get_timestamp(buffer);
+    if (buffer != lastBuffer_ || timestamp > lastTimestamp_ + kAcquisitionGapNs) {
+        frames_->restart();
+    }
+    lastBuffer_ = buffer;
+    lastTimestamp_ = timestamp;
+    frames_->fill(timestamp, mono4p, bytes, payload);
 }
 
 } // namespace quboid3d::virtualcamera

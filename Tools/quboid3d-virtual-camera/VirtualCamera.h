@@ -6,12 +6,11 @@
 #include <arv.h>
 
 #include <memory>
-#include <mutex>
 #include <string>
 
 #include "Options.h"
-#include "Orvia/Sim/ScanSimFrames.h"
 #include "ScanSim/Scene.h"
+#include "SceneFrames.h"
 
 namespace quboid3d::virtualcamera {
 
@@ -33,7 +32,6 @@ private:
     bool loadScene(const Options& options, std::string& error);
     bool writeIdentity(const Options& options);
     bool writeCalibration(std::string& error);
-    std::unique_ptr<Orvia::Sim::CScanSimFrames> makeFrames(bool mono4p) const;
 
     Options options_;
     ScanSim::Scene scene_;
@@ -43,9 +41,9 @@ private:
     std::string xmlPath_;
     ArvGvFakeCamera* server_ = nullptr;
 
-    std::mutex framesMutex_; // the server's thread fills; a stop may come from another
-    std::unique_ptr<Orvia::Sim::CScanSimFrames> frames_;
-    bool framesMono4p_ = false;
+    std::unique_ptr<CSceneFrames> frames_; // used by the server's thread alone while it runs
+    const ArvBuffer* lastBuffer_ = nullptr;
+    uint64_t lastTimestamp_ = 0;
 };
 
 } // namespace quboid3d::virtualcamera
