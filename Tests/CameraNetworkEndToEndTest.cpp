@@ -35,6 +35,10 @@ constexpr int kReconnectTimeoutMs = 3000;
 const std::vector<std::string> kCameraArguments = {"--address", "127.0.0.1", "--scene",
                                                    kScene,      "--fps",     "100"};
 
+int millisecondsBetween(Clock::time_point from, Clock::time_point to) {
+    return static_cast<int>(std::chrono::duration_cast<std::chrono::milliseconds>(to - from).count());
+}
+
 struct TrueBox {
     std::string name;
     double length, width, height;
@@ -82,6 +86,11 @@ struct Channel {
         std::lock_guard lock(mutex);
         return boxes;
     }
+    void clear() {
+        std::lock_guard lock(mutex);
+        boxes.clear();
+        statuses.clear();
+    }
 };
 Channel channel;
 
@@ -103,6 +112,7 @@ protected:
         ASSERT_TRUE(fs::exists(kScan / "truth.json")) << "the truth comes from the test RenderEndToEndScan";
         truth = loadTruth();
         ASSERT_EQ(truth.size(), 2u);
+        channel.clear();
         workDir.writeFile("Quboid3DAdvCfg",
                           "CameraReconnectTimeout=" + std::to_string(kReconnectTimeoutMs) + "\n");
         fs::create_directory("3DCfg");
@@ -159,12 +169,14 @@ TEST_F(CameraNetworkEndToEndTest, CameraSwitchedOffMidScanIsReconnectedAndMeasur
     Clock::time_point lostAt;
     ASSERT_TRUE(channel.waitForStatus(VSLB_CAMERA_RECONNECTING, std::chrono::seconds(10), lostAt));
     EXPECT_LT(lostAt - offAt, std::chrono::seconds(3));
+    RecordProperty("status1AfterMs", millisecondsBetween(offAt, lostAt));
 
     ASSERT_TRUE(server.start(kCameraArguments, kStartLimit)) << server.banner();
     const auto discoverableAt = Clock::now();
     Clock::time_point backAt;
     ASSERT_TRUE(channel.waitForStatus(VSLB_CAMERA_RECONNECTED, std::chrono::seconds(10), backAt));
     EXPECT_LT(backAt - discoverableAt, std::chrono::seconds(2));
+    RecordProperty("status2AfterMs", millisecondsBetween(discoverableAt, backAt));
 
     const std::size_t before = channel.received().size();
     ASSERT_TRUE(channel.waitForBoxes(before + 2));
@@ -182,6 +194,7 @@ TEST_F(CameraNetworkEndToEndTest, CameraGoneForGoodEndsWithTimeoutAfterTheSiteSe
     ASSERT_TRUE(channel.waitForStatus(VSLB_CAMERA_RECONNECTING, std::chrono::seconds(10), lostAt));
     ASSERT_TRUE(channel.waitForStatus(VSLB_CAMERA_RECONNECT_TIMEOUT, std::chrono::seconds(20), gaveUpAt));
     EXPECT_GE(gaveUpAt - lostAt, std::chrono::milliseconds(kReconnectTimeoutMs));
+    RecordProperty("status3AfterStatus1Ms", millisecondsBetween(lostAt, gaveUpAt));
 }
 
 } // namespace

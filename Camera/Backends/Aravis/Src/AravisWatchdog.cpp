@@ -69,7 +69,8 @@ CAravisWatchdog::~CAravisWatchdog() {
         std::unique_lock lock(state_->mutex);
         state_->stop = true;
         state_->wake.notify_all();
-        probeEnded = state_->wake.wait_for(lock, kProbeGrace, [this] { return !state_->probeSince; });
+        probeEnded = !state_->link->lost() &&
+                     state_->wake.wait_for(lock, kProbeGrace, [this] { return !state_->probeSince; });
     }
     judge_.join();
     if (probeEnded && !state_->link->lost()) {
