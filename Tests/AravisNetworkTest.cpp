@@ -33,7 +33,7 @@ constexpr uint32_t kFrameTimeoutMs = 2000;
 constexpr int kPrivateAreaBytes = 32768;
 
 // Asks up to `attempts` times: a camera just switched on may miss the first question.
-TSharedPtr<ICamera> findVirtualCamera(int attempts = 5) {
+TSharedPtr<ICamera> findVirtualCamera(int attempts = 10) {
     for (int attempt = 0; attempt < attempts; ++attempt) {
         TVector<TSharedPtr<ICamera>> cameras;
         CSystem::getInstance().discovery(cameras);

@@ -5,6 +5,8 @@
 #include <ctime>
 #include <fstream>
 
+#include <sys/prctl.h>
+
 #include "Options.h"
 #include "VirtualCamera.h"
 
@@ -45,6 +47,8 @@ int main(int argc, char** argv) {
     sigaddset(&stopSignals, SIGINT);
     sigaddset(&stopSignals, SIGTERM);
     pthread_sigmask(SIG_BLOCK, &stopSignals, nullptr);
+    // A camera started by a test or a script goes with it, even when that one is killed.
+    prctl(PR_SET_PDEATHSIG, SIGTERM);
 
     CVirtualCamera camera;
     if (!camera.start(options, error)) {

@@ -94,7 +94,7 @@ void CAravisBackend::listEveryDevice(std::vector<std::shared_ptr<Backend::IBacke
 
 void CAravisBackend::listAddresses(const std::vector<std::string>& addresses,
                                    std::vector<std::shared_ptr<Backend::IBackendDevice>>& out) {
-    constexpr std::chrono::milliseconds kAnswerWait{200};
+    constexpr std::chrono::milliseconds kAnswerWait{500};
     for (const auto& device : discoverByUnicast(addresses, kAnswerWait)) {
         keep(describeAnswered(device), device.address, out);
     }
