@@ -63,6 +63,8 @@ bool grab(double framesPerSecond, bool mono4p, double seconds, StreamRun& run, s
         return false;
     }
     auto stream = CSystem::getInstance().createStreamSource(camera, 0);
+    // A device keeps its stream object from one connection to the next, and its counts.
+    const uint64_t droppedBefore = stream ? stream->getDroppedFrameCount() : 0;
     if (!stream || !stream->setBufferCount(kBuffers) || !stream->startGrabbing(0, 0)) {
         error = "the stream did not start";
         camera->disconnect();
@@ -85,7 +87,7 @@ bool grab(double framesPerSecond, bool mono4p, double seconds, StreamRun& run, s
     }
     run.seconds = std::chrono::duration<double>(Clock::now() - start).count();
     frame.reset();
-    run.dropped = stream->getDroppedFrameCount();
+    run.dropped = stream->getDroppedFrameCount() - droppedBefore;
     stream->stopGrabbing();
     camera->disconnect();
     return true;
