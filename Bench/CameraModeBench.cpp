@@ -18,6 +18,7 @@
 #include <benchmark/benchmark.h>
 
 #include "LpmcBoxScan.h"
+#include "Orvia/GenICam/System.h"
 #include "Orvia/Sim/ScanSimFrames.h"
 #include "Orvia/Sim/SimCamera.h"
 #include "Quboid3DSdk.h"
@@ -111,6 +112,8 @@ public:
             "BENCH", 0, form == ScanSimForm::LineForm ? kLineModel : kPlainModel));
         camera->setFrameGenerator(std::move(frames));
         camera->setDeliveryMode(mode, framesPerSecond);
+        // Only the simulated camera is measured: no search for real devices on the network.
+        Orvia::GenICam::CSystem::getInstance().setBackendEnabled("aravis", false);
         seen.reset();
         handle = vslbQuboid3DCreate();
         ok = vslbQuboid3DInit(handle, cfg.c_str()) == VSLB_OK &&

@@ -9,7 +9,7 @@ packages=(
   libspdlog-dev libfmt-dev
   rapidjson-dev
   libstb-dev
-  libaravis-dev
+  libaravis-dev libusb-1.0-0-dev
   libgtest-dev libgmock-dev
   libbenchmark-dev
   tzdata

@@ -22,6 +22,8 @@ void setDefaultEnvironment(const char* name, const char* value) {
 int main(int argc, char** argv) {
     setDefaultEnvironment("OVP_LOG_FILE", "stderr");
     setDefaultEnvironment("OVP_LOG_LEVEL", "warn");
+    // Real-device discovery would search every network; tests that want it name their addresses.
+    setDefaultEnvironment("QUBOID3D_ARAVIS_DISCOVERY", "off");
     ::testing::InitGoogleTest(&argc, argv);
     GTEST_FLAG_SET(death_test_style, "threadsafe");
     quboid3d::test::useSystemTimeZone();

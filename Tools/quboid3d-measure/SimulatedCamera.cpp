@@ -3,6 +3,7 @@
 #include <filesystem>
 #include <memory>
 
+#include "Orvia/GenICam/System.h"
 #include "Orvia/Sim/FrameGenerator.h"
 #include "Orvia/Sim/ScanSimFrames.h"
 #include "Orvia/Sim/SimCamera.h"
@@ -83,6 +84,8 @@ bool plugSimulatedCamera(const std::string& source, const std::string& formName,
     }
     plugged->setFrameGenerator(std::move(frames));
     plugged->setDeliveryMode(Orvia::Sim::DeliveryMode::OnDemand);
+    // Real devices would come first in discovery; the simulated camera is the one measured here.
+    Orvia::GenICam::CSystem::getInstance().setBackendEnabled("aravis", false);
     return true;
 }
 

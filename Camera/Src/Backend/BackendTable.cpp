@@ -2,12 +2,19 @@
 
 #include "SimBackend.h"
 
+#ifdef ORVIA_CAMERA_HAS_ARAVIS
+#include "AravisBackend.h"
+#endif
+
 namespace Orvia::Backend {
 
-// Real devices come first once their backend exists; the simulated cameras list only what a
-// process has plugged in, so a plain application sees real devices alone.
+// Real devices come first; the simulated cameras list only what a process has plugged in, so a
+// plain application sees real devices alone.
 std::vector<BackendEntry> makeBackendTable() {
     std::vector<BackendEntry> table;
+#ifdef ORVIA_CAMERA_HAS_ARAVIS
+    table.push_back({"aravis", Aravis::Detail::aravisBackend(), true});
+#endif
     table.push_back({"sim", Sim::Detail::simBackend(), true});
     return table;
 }

@@ -1,0 +1,11 @@
+# Frames from the virtual laser camera over loopback through the Aravis backend (Linux, with
+# Aravis): rates, lost and incomplete frames, Mono8 and Mono4p, paced and unpaced.
+if(TARGET quboid3d-virtual-camera)
+    add_executable(AravisStreamBench AravisStreamBench.cpp ${CMAKE_SOURCE_DIR}/Tests/Network/VirtualCameraProcess.cpp)
+    target_include_directories(AravisStreamBench PRIVATE ${CMAKE_SOURCE_DIR}/Tests)
+    target_compile_definitions(AravisStreamBench PRIVATE
+                               QUBOID3D_VIRTUAL_CAMERA_PATH="$<TARGET_FILE:quboid3d-virtual-camera>")
+    target_link_libraries(AravisStreamBench PRIVATE Quboid3DCamera benchmark::benchmark benchmark::benchmark_main)
+    add_dependencies(AravisStreamBench quboid3d-virtual-camera)
+    quboid3d_warnings(AravisStreamBench)
+endif()
