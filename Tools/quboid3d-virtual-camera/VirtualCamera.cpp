@@ -8,8 +8,8 @@
 
 #include <unistd.h>
 
-#include "CalibrationArea.h"
 #include "GenicamXml.h"
+#include "ScanSim/CameraCalibration.h"
 #include "ScanSim/Renderer.h"
 #include "ScanSim/SceneJson.h"
 
@@ -81,10 +81,9 @@ bool CVirtualCamera::writeIdentity(const Options& options) {
 }
 
 bool CVirtualCamera::writeCalibration(std::string& error) {
-    std::string text;
-    if (!makeCalibrationText(scene_, text, error)) {
-        return false;
-    }
+    // The station's own writer makes the text, so the network camera carries exactly what a
+    // simulated camera does, with belt travel per millisecond of camera time.
+    const std::string text = ScanSim::cameraCalibrationText(scene_, ScanSim::TimeBase::CameraMs);
     if (text.size() + 2 > kPrivateAreaBytes) {
         error = "the calibration text does not fit the private data area";
         return false;
