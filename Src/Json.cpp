@@ -12,6 +12,8 @@
 #include <rapidjson/memorystream.h>
 #include <rapidjson/reader.h>
 
+#include "Orvia/ConfigFormat/JsonString.h"
+
 namespace Orvia::VisionSystem {
 
 struct Json::Value {
@@ -42,50 +44,6 @@ const Json::object& emptyObject() {
 const Json& nullJson() {
     static const Json null;
     return null;
-}
-
-void appendEscaped(std::string& out, const std::string& text) {
-    out += '"';
-    for (std::size_t i = 0; i < text.size(); ++i) {
-        const unsigned char ch = static_cast<unsigned char>(text[i]);
-        switch (ch) {
-        case '\\':
-            out += "\\\\";
-            break;
-        case '"':
-            out += "\\\"";
-            break;
-        case '\b':
-            out += "\\b";
-            break;
-        case '\f':
-            out += "\\f";
-            break;
-        case '\n':
-            out += "\\n";
-            break;
-        case '\r':
-            out += "\\r";
-            break;
-        case '\t':
-            out += "\\t";
-            break;
-        default:
-            if (ch <= 0x1f) {
-                char escaped[8];
-                std::snprintf(escaped, sizeof escaped, "\\u%04x", ch);
-                out += escaped;
-            } else if (ch == 0xe2 && i + 2 < text.size() && static_cast<unsigned char>(text[i + 1]) == 0x80 &&
-                       (static_cast<unsigned char>(text[i + 2]) & 0xfe) == 0xa8) {
-                // U+2028 and U+2029 end lines in some readers of JSON texts.
-                out += static_cast<unsigned char>(text[i + 2]) == 0xa8 ? "\\u2028" : "\\u2029";
-                i += 2;
-            } else {
-                out += static_cast<char>(ch);
-            }
-        }
-    }
-    out += '"';
 }
 
 // A number that is no integer keeps a fraction in its text, so that it reads back as one.
@@ -246,7 +204,7 @@ void Json::dump(std::string& out) const {
             appendNumber(out, value->number);
         break;
     case STRING:
-        appendEscaped(out, value->text);
+        ConfigFormat::appendJsonString(out, value->text);
         break;
     case ARRAY: {
         out += '[';
@@ -264,7 +222,7 @@ void Json::dump(std::string& out) const {
         const char* separator = "";
         for (const auto& [key, member] : value->members) {
             out += separator;
-            appendEscaped(out, key);
+            ConfigFormat::appendJsonString(out, key);
             out += ": ";
             member.dump(out);
             separator = ", ";

@@ -1,6 +1,7 @@
 #include "ScanSim/CameraCalibration.h"
 
 #include "Orvia/ConfigFormat/CalibFiles.h"
+#include "Orvia/ConfigFormat/JsonString.h"
 #include "Orvia/ConfigFormat/KeyValueWriter.h"
 
 #include <algorithm>
@@ -63,41 +64,9 @@ bool writeBytes(const std::filesystem::path& path, const void* data, size_t size
 } // namespace
 
 std::string jsonString(const std::string& text) {
-    std::string out = "\"";
-    for (const char c : text) {
-        switch (c) {
-        case '"':
-            out += "\\\"";
-            break;
-        case '\\':
-            out += "\\\\";
-            break;
-        case '\b':
-            out += "\\b";
-            break;
-        case '\f':
-            out += "\\f";
-            break;
-        case '\n':
-            out += "\\n";
-            break;
-        case '\r':
-            out += "\\r";
-            break;
-        case '\t':
-            out += "\\t";
-            break;
-        default:
-            if (static_cast<unsigned char>(c) < 0x20) {
-                char escaped[8];
-                std::snprintf(escaped, sizeof escaped, "\\u%04x", static_cast<unsigned>(c));
-                out += escaped;
-            } else {
-                out += c;
-            }
-        }
-    }
-    return out + "\"";
+    std::string out;
+    Format::appendJsonString(out, text);
+    return out;
 }
 
 std::string cameraCalibrationText(const Scene& scene, TimeBase base) {

@@ -26,7 +26,7 @@ DspCalibConfig dspCalibConfig(const Scene& scene, TimeBase base = TimeBase::Came
 // 176-byte record), on the camera clock; DIR is created if needed.
 bool writeCameraCalibration(const Scene& scene, const std::filesystem::path& dir, std::string& error);
 
-// The text as a JSON string, quotes included: quote, backslash and control characters escaped.
+// The text as a JSON string, quotes included, as the library writes it (ConfigFormat/JsonString.h).
 std::string jsonString(const std::string& text);
 
 } // namespace ScanSim
