@@ -11,7 +11,7 @@ quboid3d_add_test(CameraManagerTest SOURCES CameraManagerTest.cpp LIBS Quboid3DS
 # The camera form of the calculator's process, on simulated cameras and the scripted library.
 quboid3d_add_test(CameraIntakeTest SOURCES CameraIntakeTest.cpp LIBS Quboid3DSdkCore LpmcStub Quboid3DCameraSim
                   Threads::Threads)
-quboid3d_add_test(CameraIntakeAllocationTest SOURCES CameraIntakeAllocationTest.cpp
+quboid3d_add_test(CameraIntakeAllocationTest SOURCES CameraIntakeAllocationTest.cpp Support/AllocationCounter.cpp
                   LIBS Quboid3DSdkCore LpmcStub Quboid3DCameraSim Threads::Threads)
 # A measuring object in camera mode: loss and reconnection with a short timeout, and (a second
 # program, from the same source) with reconnection switched off.

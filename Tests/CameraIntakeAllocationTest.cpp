@@ -4,14 +4,12 @@
 // frame; allocations of a frame's size are what would betray a copy. The fetch itself makes a few
 // small ones (the frame object, the simulated camera's record of the fetch), which are no
 // pixels: the Mono4p conversion adds none to them.
-#include <atomic>
-#include <cstdlib>
 #include <memory>
-#include <new>
 #include <vector>
 
 #include <gtest/gtest.h>
 
+#include "AllocationCounter.h"
 #include "CalcQuboid3DMulti.h"
 #include "CalibFiles.h"
 #include "CameraTestSupport.h"
@@ -25,55 +23,7 @@
 namespace {
 // Smaller than any frame of these tests, larger than any bookkeeping of a fetch.
 constexpr std::size_t kFrameSizedBytes = 64 * 1024;
-std::atomic<bool> counting{false};
-std::atomic<long> allocations{0};
-std::atomic<long> frameSizedAllocations{0};
-
-void* allocate(std::size_t n) {
-    if (counting.load(std::memory_order_relaxed)) {
-        allocations.fetch_add(1, std::memory_order_relaxed);
-        if (n >= kFrameSizedBytes)
-            frameSizedAllocations.fetch_add(1, std::memory_order_relaxed);
-    }
-    void* p = std::malloc(n == 0 ? 1 : n);
-    if (p == nullptr)
-        throw std::bad_alloc();
-    return p;
-}
 } // namespace
-
-void* operator new(std::size_t n) {
-    return allocate(n);
-}
-void* operator new[](std::size_t n) {
-    return allocate(n);
-}
-void* operator new(std::size_t n, const std::nothrow_t&) noexcept {
-    try {
-        return allocate(n);
-    } catch (...) {
-        return nullptr;
-    }
-}
-void* operator new[](std::size_t n, const std::nothrow_t&) noexcept {
-    try {
-        return allocate(n);
-    } catch (...) {
-        return nullptr;
-    }
-}
-void operator delete(void* p) noexcept {
-    std::free(p);
-}
-void operator delete[](void* p) noexcept {
-    std::free(p);
-}
-void operator delete(void* p, std::size_t) noexcept {
-    std::free(p);
-}
-void operator delete[](void* p, std::size_t) noexcept {
-    std::free(p);
-}
 
 namespace quboid3d::test {
 namespace {
@@ -132,14 +82,14 @@ protected:
         LpmcImageDesc desc{};
         bool connected = false;
         double timestamp = 0.0;
-        allocations = 0;
-        frameSizedAllocations = 0;
-        counting = true;
+        quboid3d::test::resetAllocationCount(kFrameSizedBytes);
+        quboid3d::test::countAllocations(true);
         const bool taken = calc.getCameraImage(frame, camera, &desc, connected, timestamp, image);
-        counting = false;
+        quboid3d::test::countAllocations(false);
         EXPECT_TRUE(taken);
         EXPECT_TRUE(connected);
-        return {allocations.load(), frameSizedAllocations.load()};
+        const quboid3d::test::AllocationCount counted = quboid3d::test::allocationCount();
+        return {counted.all, counted.large};
     }
 
     CCalcQuboid3DMulti calc;

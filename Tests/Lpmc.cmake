@@ -37,7 +37,7 @@ endif()
 # ScanSim scans against their truth, through the shared library.
 quboid3d_add_test(LpmcScanSimTest SOURCES LpmcScanSimTest.cpp LIBS LpmcTestSupport)
 target_compile_definitions(LpmcScanSimTest PRIVATE QUBOID3D_SOURCE_DIR="${PROJECT_SOURCE_DIR}")
-quboid3d_add_test(LpmcAllocationTest SOURCES LpmcAllocationTest.cpp LIBS LpmcTestSupport)
+quboid3d_add_test(LpmcAllocationTest SOURCES LpmcAllocationTest.cpp Support/AllocationCounter.cpp LIBS LpmcTestSupport)
 
 # The cases of a real belt: truncated, hidden, too tall, close together, saturated with a ghost,
 # coarse profile spacing.

@@ -1,63 +1,12 @@
 // Nothing is allocated per frame once the instance is configured: every operator new of the
 // process is counted while lpmcProcess runs over scans with objects that complete, are measured
 // and reported, and over side-by-side packages held until the line is clear.
-#include <atomic>
-#include <cstdlib>
-#include <new>
 #include <vector>
 
 #include <gtest/gtest.h>
 
+#include "AllocationCounter.h"
 #include "LpmcBoxScan.h"
-
-namespace {
-std::atomic<bool> counting{false};
-std::atomic<long> allocations{0};
-
-void* allocate(std::size_t n) {
-    if (counting.load(std::memory_order_relaxed)) {
-        allocations.fetch_add(1, std::memory_order_relaxed);
-    }
-    void* p = std::malloc(n == 0 ? 1 : n);
-    if (p == nullptr) {
-        throw std::bad_alloc();
-    }
-    return p;
-}
-} // namespace
-
-void* operator new(std::size_t n) {
-    return allocate(n);
-}
-void* operator new[](std::size_t n) {
-    return allocate(n);
-}
-void* operator new(std::size_t n, const std::nothrow_t&) noexcept {
-    try {
-        return allocate(n);
-    } catch (...) {
-        return nullptr;
-    }
-}
-void* operator new[](std::size_t n, const std::nothrow_t&) noexcept {
-    try {
-        return allocate(n);
-    } catch (...) {
-        return nullptr;
-    }
-}
-void operator delete(void* p) noexcept {
-    std::free(p);
-}
-void operator delete[](void* p) noexcept {
-    std::free(p);
-}
-void operator delete(void* p, std::size_t) noexcept {
-    std::free(p);
-}
-void operator delete[](void* p, std::size_t) noexcept {
-    std::free(p);
-}
 
 namespace {
 
@@ -75,7 +24,7 @@ std::vector<LineFrame> render(const ScanSim::Station& st, const std::vector<Box>
 
 long countDuring(void* handle, const std::vector<LineFrame>& frames, int64_t firstFrame, int& boxes) {
     LpmcResult r{};
-    allocations = 0;
+    quboid3d::test::resetAllocationCount();
     for (size_t k = 0; k < frames.size(); ++k) {
         LpmcInput in{};
         in.imageType[0] = LPMC_IMAGE_LINE;
@@ -83,13 +32,13 @@ long countDuring(void* handle, const std::vector<LineFrame>& frames, int64_t fir
         in.pipelineCount[0] = static_cast<int32_t>(frames[k].rows.size());
         in.pipelineFirst[0] = frames[k].rows.data();
         in.pipelineSecond[0] = frames[k].peaks.data();
-        counting = true;
+        quboid3d::test::countAllocations(true);
         const int32_t rc = lpmcProcess(handle, &in, &r);
-        counting = false;
+        quboid3d::test::countAllocations(false);
         EXPECT_EQ(rc, 0);
         boxes += r.volumeNum;
     }
-    return allocations.load();
+    return quboid3d::test::allocationCount().all;
 }
 
 TEST(LpmcAllocationTest, ProcessingFramesAllocatesNothing) {
@@ -104,12 +53,12 @@ TEST(LpmcAllocationTest, ProcessingFramesAllocatesNothing) {
                                }),
                   0);
         // The counter sees the library's allocations: configuring allocates.
-        allocations = 0;
-        counting = true;
+        quboid3d::test::resetAllocationCount();
+        quboid3d::test::countAllocations(true);
         const int32_t rc = lpmcSetConfig(inst.handle, &inst.config);
-        counting = false;
+        quboid3d::test::countAllocations(false);
         ASSERT_EQ(rc, 0);
-        EXPECT_GT(allocations.load(), 5);
+        EXPECT_GT(quboid3d::test::allocationCount().all, 5);
         const std::vector<Box> boxes = {{300, 200, 150, -200, -200.3, 20, 0.8},
                                         {250, 150, 250, 150, -180.8, -15, 0.5}};
         const auto frames = render(st, boxes, 560);
