@@ -85,6 +85,18 @@ T* allocateCleared() {
     return new T{};
 }
 
+// The laser fan's reach, when the scan file states it, goes into the sheet-of-light library's
+// own block; without the key the block keeps what the library reported.
+void readLaserFan(CKeyValueCfgParser& scan, LpmcConfig& config) {
+    double* fan = nullptr;
+    if (scan.getVal(ConfigFormat::ScanKey::kLaserFan, fan) < 3) {
+        return;
+    }
+    std::memcpy(config.libraryOwn + LPMC_OWN_FAN_APEX_X, &fan[0], sizeof(double));
+    std::memcpy(config.libraryOwn + LPMC_OWN_FAN_APEX_HEIGHT, &fan[1], sizeof(double));
+    std::memcpy(config.libraryOwn + LPMC_OWN_FAN_ANGLE, &fan[2], sizeof(double));
+}
+
 } // namespace
 
 CCalcQuboid3DMulti::CCalcQuboid3DMulti() {
@@ -263,6 +275,7 @@ bool CCalcQuboid3DMulti::readConfig(const std::string& cfgDir) {
     scan.getVal(ScanKey::kVolumeFiniteFlag, config.scan_volume_finite_flag);
     scan.getVal(ScanKey::kPackageIntimeFlag, config.scan_package_intime_flag);
     scan.getVal(ScanKey::kPackageDistance, config.scan_package_distance);
+    readLaserFan(scan, config);
     for (std::uint32_t i = 0; i < cameraCount; ++i) {
         scan.getVal(ScanKey::kThresh, config.thresh[i]);
         scan.getVal(ScanKey::kImageWidth, config.region[i]->width);

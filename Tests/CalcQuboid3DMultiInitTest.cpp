@@ -1,6 +1,7 @@
 // Bringing the calculator up from the files of a configuration directory.
 #include "CalcQuboid3DMulti.h"
 
+#include <cstring>
 #include <filesystem>
 #include <ostream>
 
@@ -92,6 +93,25 @@ TEST_F(CalcInitTest, SuccessLogsEveryStepAndConfiguresTheLibrary) {
     EXPECT_NE(calc.input.image[0], nullptr);
     EXPECT_EQ(calc.input.image[1], nullptr);
     EXPECT_EQ(calc.result.points, nullptr);
+}
+
+TEST_F(CalcInitTest, TheLaserFanOfTheScanFileGoesIntoTheLibrarysOwnBytes) {
+    ASSERT_TRUE(init());
+    double angle = -1.0;
+    std::memcpy(&angle, stub::received().configAtSet.libraryOwn + LPMC_OWN_FAN_ANGLE, sizeof angle);
+    EXPECT_EQ(angle, 0.0) << "without the key the library's own bytes stay as reported";
+    calc.release();
+    files.scan[Format::ScanKey::kLaserFan] = "[-12.5,1900,35.5]";
+    ASSERT_TRUE(init());
+    const LpmcConfig got = stub::received().configAtSet;
+    double fan[3] = {};
+    std::memcpy(&fan[0], got.libraryOwn + LPMC_OWN_FAN_APEX_X, sizeof(double));
+    std::memcpy(&fan[1], got.libraryOwn + LPMC_OWN_FAN_APEX_HEIGHT, sizeof(double));
+    std::memcpy(&fan[2], got.libraryOwn + LPMC_OWN_FAN_ANGLE, sizeof(double));
+    EXPECT_EQ(fan[0], -12.5);
+    EXPECT_EQ(fan[1], 1900.0);
+    EXPECT_EQ(fan[2], 35.5);
+    EXPECT_EQ(got.libraryOwn[0], 0x5A) << "the rest of the library's own bytes go back unchanged";
 }
 
 TEST_F(CalcInitTest, GetConfigReceivesAllocatedRegionsAndAClearedRecord) {

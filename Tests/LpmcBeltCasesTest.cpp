@@ -3,6 +3,7 @@
 // close together are split where the profiles tell them apart; a ghost beside a saturated line
 // is not the surface; lengths along the belt are unbiased at coarse profile spacing.
 #include <cmath>
+#include <cstring>
 #include <vector>
 
 #include <gtest/gtest.h>
@@ -69,6 +70,39 @@ TEST(LpmcBeltCasesTest, ABoxCutByTheLaserFanAtTheBeltEdgeIsUnmeasurable) {
     ASSERT_EQ(r.unmeasured.size(), 1u);
     EXPECT_LT(r.unmeasured[0].width, 250.0f - 20.0f); // what was seen of it
     EXPECT_EQ(unmeasuredHolding(r, truthOf(r, "edge")), 1);
+}
+
+// A tall box near the belt's edge: the fan reaches 442 mm from the centre at 500 mm above the
+// belt, well beyond its outer side at 375 mm, and the fan's ray past that side lands at 508 mm,
+// beyond the belt: nothing shows beyond the box, as beyond a box that the fan cuts.
+ScanSim::Scene tallBoxNearTheEdge() {
+    return sceneOf({ScanSim::makeBox("near-right", 400, 150, 500, 300, 0, 150, 0.6),
+                    ScanSim::makeBox("near-left", 300, 150, 500, -300, 0, 200, 0.6)});
+}
+
+TEST(LpmcBeltCasesTest, ATallBoxNearTheEdgeWhoseShadowFallsPastTheBeltIsMeasured) {
+    const SimResult r = runLineForm(tallBoxNearTheEdge());
+    ASSERT_TRUE(r.ok) << r.error;
+    EXPECT_TRUE(r.unmeasured.empty());
+    const SimComparison c = compare(r);
+    ASSERT_EQ(c.objects.size(), 2u);
+    for (const SimMatch& m : c.objects) {
+        expectMeasured(m);
+    }
+}
+
+TEST(LpmcBeltCasesTest, WithoutTheFansReachATallBoxNearTheEdgeStaysUnmeasurable) {
+    SimRunOptions o;
+    o.lineForm = true;
+    o.edit = [](LpmcConfig& cfg) {
+        const double unknown = 0.0;
+        std::memcpy(cfg.libraryOwn + LPMC_OWN_FAN_ANGLE, &unknown, sizeof unknown);
+    };
+    const SimResult r = runScene(tallBoxNearTheEdge(), o);
+    ASSERT_TRUE(r.ok) << r.error;
+    EXPECT_TRUE(r.boxes.empty());
+    EXPECT_EQ(unmeasuredHolding(r, truthOf(r, "near-right")), 1);
+    EXPECT_EQ(unmeasuredHolding(r, truthOf(r, "near-left")), 1);
 }
 
 TEST(LpmcBeltCasesTest, ALowBoxWhoseRearATallFollowerHidesIsUnmeasurable) {

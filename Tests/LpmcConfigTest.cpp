@@ -163,6 +163,36 @@ TEST(LpmcConfigTest, TheOwnBlockFallsBackToDefaultsWhenCleared) {
     EXPECT_EQ(s.own.objectFloor, 12.5);
 }
 
+TEST(LpmcConfigTest, TheLaserFanIsUnknownUntilACallerStatesIt) {
+    Record r;
+    ScanSettings s;
+    ASSERT_EQ(readConfig(r.cfg, 1, kSizes, s), LPMC_OK);
+    EXPECT_FALSE(s.own.fanKnown());
+    const double fan[3] = {-20.0, 1905.0, 35.0};
+    std::memcpy(r.cfg.libraryOwn + LPMC_OWN_FAN_APEX_X, &fan[0], 8);
+    std::memcpy(r.cfg.libraryOwn + LPMC_OWN_FAN_APEX_HEIGHT, &fan[1], 8);
+    std::memcpy(r.cfg.libraryOwn + LPMC_OWN_FAN_ANGLE, &fan[2], 8);
+    ASSERT_EQ(readConfig(r.cfg, 1, kSizes, s), LPMC_OK);
+    EXPECT_TRUE(s.own.fanKnown());
+    EXPECT_EQ(s.own.fanApexX, -20.0);
+    EXPECT_EQ(s.own.fanApexHeight, 1905.0);
+    EXPECT_EQ(s.own.fanAngleDeg, 35.0);
+    Record back;
+    writeConfig(s, back.cfg);
+    EXPECT_EQ(std::memcmp(back.cfg.libraryOwn, r.cfg.libraryOwn, sizeof r.cfg.libraryOwn), 0);
+    // An apex on or below the belt, an opening of a half turn or more, a negative angle.
+    for (const auto& [at, value] :
+         {std::pair{size_t{LPMC_OWN_FAN_APEX_HEIGHT}, 0.0}, std::pair{size_t{LPMC_OWN_FAN_ANGLE}, 180.0},
+          std::pair{size_t{LPMC_OWN_FAN_ANGLE}, -5.0},
+          std::pair{size_t{LPMC_OWN_FAN_APEX_X}, std::numeric_limits<double>::infinity()}}) {
+        Record broken;
+        std::memcpy(broken.cfg.libraryOwn, r.cfg.libraryOwn, sizeof r.cfg.libraryOwn);
+        std::memcpy(broken.cfg.libraryOwn + at, &value, 8);
+        EXPECT_EQ(readConfig(broken.cfg, 1, kSizes, s), LPMC_ERR_CONFIG)
+            << "offset " << at << " value " << value;
+    }
+}
+
 TEST(LpmcConfigTest, RegionsAreClippedToTheImage) {
     Record r;
     ScanSettings s;

@@ -123,6 +123,14 @@ typedef struct LpmcImageRegion {
     int32_t height;
 } LpmcImageRegion;
 
+/* Byte offsets inside LpmcConfig.libraryOwn of the laser fan's reach, three doubles: the fan's
+ * apex (board X in mm, height above the belt in mm) and its full opening angle in degrees,
+ * symmetric about the laser plane's downward direction. All zero (the default): unknown. A
+ * caller that knows the fan writes them between lpmcGetConfig and lpmcSetConfig. */
+#define LPMC_OWN_FAN_APEX_X 56
+#define LPMC_OWN_FAN_APEX_HEIGHT 64
+#define LPMC_OWN_FAN_ANGLE 72
+
 typedef struct LpmcConfig {
     int32_t cameraCount;
     int32_t gap0;

@@ -30,6 +30,19 @@ void writeOwn(const OwnSettings& own, uint8_t* block) {
     putAt(block, kOwnMinPointsAt, own.minObjectPoints);
     putAt(block, kOwnHeightStepAt, own.heightStep);
     putAt(block, kOwnMinRunLengthAt, own.minRunLength);
+    putAt(block, kOwnFanApexXAt, own.fanApexX);
+    putAt(block, kOwnFanApexHeightAt, own.fanApexHeight);
+    putAt(block, kOwnFanAngleAt, own.fanAngleDeg);
+}
+
+// No fan (all zero), or a fan whose apex is above the belt and which opens less than a half turn.
+bool fanValid(const OwnSettings& own) {
+    if (!std::isfinite(own.fanApexX) || !std::isfinite(own.fanApexHeight) ||
+        !std::isfinite(own.fanAngleDeg)) {
+        return false;
+    }
+    return own.fanAngleDeg == 0.0 ||
+           (own.fanAngleDeg > 0.0 && own.fanAngleDeg < 180.0 && own.fanApexHeight > 0.0);
 }
 
 // A block without our magic (a caller that cleared it) means the defaults.
@@ -46,10 +59,14 @@ bool readOwn(const uint8_t* block, OwnSettings& own) {
     own.minObjectPoints = getAt<int32_t>(block, kOwnMinPointsAt);
     own.heightStep = getAt<double>(block, kOwnHeightStepAt);
     own.minRunLength = getAt<double>(block, kOwnMinRunLengthAt);
-    return std::isfinite(own.objectFloor) && own.objectFloor > 0.0 && std::isfinite(own.heightQuantile) &&
-           own.heightQuantile > 0.0 && own.heightQuantile <= 1.0 && std::isfinite(own.heightBand) &&
-           own.heightBand >= 0.0 && own.minObjectPoints >= 0 && std::isfinite(own.heightStep) &&
-           own.heightStep > 0.0 && std::isfinite(own.minRunLength) && own.minRunLength >= 0.0;
+    own.fanApexX = getAt<double>(block, kOwnFanApexXAt);
+    own.fanApexHeight = getAt<double>(block, kOwnFanApexHeightAt);
+    own.fanAngleDeg = getAt<double>(block, kOwnFanAngleAt);
+    return fanValid(own) && std::isfinite(own.objectFloor) && own.objectFloor > 0.0 &&
+           std::isfinite(own.heightQuantile) && own.heightQuantile > 0.0 && own.heightQuantile <= 1.0 &&
+           std::isfinite(own.heightBand) && own.heightBand >= 0.0 && own.minObjectPoints >= 0 &&
+           std::isfinite(own.heightStep) && own.heightStep > 0.0 && std::isfinite(own.minRunLength) &&
+           own.minRunLength >= 0.0;
 }
 
 bool finiteNonNegative(double v) {

@@ -36,6 +36,13 @@ struct OwnSettings {
     int32_t minObjectPoints = 50; // fewer points than this make an object noise
     double heightStep = 10.0;     // mm of height between neighbouring points that breaks a run
     double minRunLength = 3.0;    // mm across the belt; shorter runs are noise
+    // The laser fan in its plane: apex (board X, mm above the belt) and full opening angle in
+    // degrees, symmetric about the plane's downward direction. Angle 0: where the fan reaches
+    // is unknown.
+    double fanApexX = 0.0;
+    double fanApexHeight = 0.0;
+    double fanAngleDeg = 0.0;
+    bool fanKnown() const { return fanAngleDeg > 0.0; }
 };
 
 struct ScanSettings {
@@ -69,6 +76,9 @@ constexpr size_t kOwnEdgeAt = 32;
 constexpr size_t kOwnMinPointsAt = 36;
 constexpr size_t kOwnHeightStepAt = 40;
 constexpr size_t kOwnMinRunLengthAt = 48;
+constexpr size_t kOwnFanApexXAt = LPMC_OWN_FAN_APEX_X;
+constexpr size_t kOwnFanApexHeightAt = LPMC_OWN_FAN_APEX_HEIGHT;
+constexpr size_t kOwnFanAngleAt = LPMC_OWN_FAN_ANGLE;
 
 // Settings of a fresh instance for `cameraCount` cameras of the given image sizes.
 ScanSettings defaultSettings(int32_t cameraCount, const LpmcImageSize* imageSizes);

@@ -15,8 +15,9 @@ struct ProfilePoint {
 };
 
 // What a profile shows beyond the end of a run: the belt, nothing at all up to the end of the
-// view (the laser fan or the view ends there), or another object point.
-enum class RunBound : uint8_t { Belt, Open, Object };
+// view (the laser fan or the view ends there), or another object point. OwnShadow: nothing, but
+// the fan reached well beyond the end and the end's own laser shadow falls past the belt.
+enum class RunBound : uint8_t { Belt, Open, Object, OwnShadow };
 
 // Neighbouring object points of one camera in one frame.
 struct ProfileRun {

@@ -146,6 +146,7 @@ int32_t CScanner::setConfig(const LpmcConfig& config) {
         cameraCentre_ = {-(r[0] * t.x + r[3] * t.y + r[6] * t.z), -(r[1] * t.x + r[4] * t.y + r[7] * t.z),
                          -(r[2] * t.x + r[5] * t.y + r[8] * t.z)};
     }
+    fan_.configure(models_[0], s.own, s.chessboardHeight);
     FitSettings fs;
     fs.frontFromOcclusion = laserPlaneIsVertical(models_[0]);
     fs.cameraCentre = cameraCentre_;
@@ -282,6 +283,24 @@ void CScanner::takeProfiles(const LpmcInput& in, FrameSlot& slot) {
     slot.runCount = out.runCount;
     frameHoleCount_ = out.holeCount;
     addEdgeHoles(out);
+    markOwnShadows(slot);
+}
+
+// Ends with nothing beyond them that the fan reached well past: their own laser shadow fell
+// beyond the belt, so nothing could show there, and the object doesn't go on.
+void CScanner::markOwnShadows(FrameSlot& slot) const {
+    if (!fan_.known() || beltMinX_ > beltMaxX_) {
+        return;
+    }
+    for (uint32_t r = 0; r < slot.runCount; ++r) {
+        ProfileRun& run = slot.runs[r];
+        if (run.leftBound == RunBound::Open && fan_.shadowFallsPast(run.x0, run.leftH, false, beltMinX_)) {
+            run.leftBound = RunBound::OwnShadow;
+        }
+        if (run.rightBound == RunBound::Open && fan_.shadowFallsPast(run.x1, run.rightH, true, beltMaxX_)) {
+            run.rightBound = RunBound::OwnShadow;
+        }
+    }
 }
 
 bool CScanner::isReportable(const FittedBox& f) const {

@@ -10,6 +10,7 @@
 #include "BoxFit.h"
 #include "CameraModel.h"
 #include "Config.h"
+#include "FanReach.h"
 #include "FrameStore.h"
 #include "HoleTracker.h"
 #include "LineExtraction.h"
@@ -55,6 +56,7 @@ private:
     void holdForRear(const Queued& q, const TrackedObject& o);
     void decideRears(uint64_t seq);
     void addEdgeHoles(const ProfileOutput& out);
+    void markOwnShadows(FrameSlot& slot) const;
     bool emitDue(uint64_t seq) const;
     void emit(LpmcResult& result);
     bool isReportable(const FittedBox& fit) const;
@@ -79,6 +81,7 @@ private:
     uint32_t frameHoleCount_ = 0;
     CHoleTracker holes_;
     float beltMinX_ = 1e30f, beltMaxX_ = -1e30f; // the widest the belt has shown
+    CFanReach fan_;
     std::vector<BlindTrack> blind_;
     CFrameStore store_;
     CObjectTracker tracker_;

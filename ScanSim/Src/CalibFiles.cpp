@@ -93,6 +93,9 @@ KeyValues calibScanKeys(const Scene& scene) {
         {ScanKey::kVolumeFiniteFlag, num(0)},
         {ScanKey::kPackageIntimeFlag, num(1)},
         {ScanKey::kPackageDistance, num(15.0)},
+        {ScanKey::kLaserFan,
+         list(std::array<double, 3>{st.laser.source.x, st.heightAboveBelt(st.laser.source),
+                                    radToDeg(2.0 * std::atan(laserFanHalfTangent(st)))})},
     };
 }
 

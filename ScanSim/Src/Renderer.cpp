@@ -59,15 +59,10 @@ struct CFrameRenderer::Impl {
         for (const PlacedObject& p : layout.objects) {
             bags.push_back(p.desc.kind == ShapeKind::Bag ? Detail::makeBagShape(p.desc) : Detail::BagShape{});
         }
-        const Laser& laser = scene.station.laser;
-        const Vec3 n = normalized(laser.normal);
-        fanAcross = normalized(Vec3{1, 0, 0} - n.x * n);
-        fanDown = normalized(cross(n, fanAcross));
-        if (fanDown.z > 0.0) {
-            fanDown = -fanDown;
-        }
-        const double drop = (laser.source.z - scene.station.beltZ()) / std::max(-fanDown.z, 1e-6);
-        fanHalfRange = (0.6 * scene.station.beltWidth + std::abs(laser.source.x)) / drop;
+        const FanFrame fan = laserFanFrame(scene.station);
+        fanAcross = fan.across;
+        fanDown = fan.down;
+        fanHalfRange = laserFanHalfTangent(scene.station);
         fanSamples = std::max(256, 2 * scene.station.camera.width);
         cameraCentre = scene.station.camera.centreInBoard();
         makeBackground();

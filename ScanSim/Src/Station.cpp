@@ -75,6 +75,23 @@ std::optional<Vec3> Station::backProject(const ImagePoint& p) const {
     return camera.toBoard(Vec3{s * n[0], s * n[1], s});
 }
 
+FanFrame laserFanFrame(const Station& station) {
+    const Vec3 n = normalized(station.laser.normal);
+    FanFrame f;
+    f.across = normalized(Vec3{1, 0, 0} - n.x * n);
+    f.down = normalized(cross(n, f.across));
+    if (f.down.z > 0.0) {
+        f.down = -f.down;
+    }
+    return f;
+}
+
+double laserFanHalfTangent(const Station& station) {
+    const FanFrame f = laserFanFrame(station);
+    const double drop = (station.laser.source.z - station.beltZ()) / std::max(-f.down.z, 1e-6);
+    return (0.6 * station.beltWidth + std::abs(station.laser.source.x)) / drop;
+}
+
 Station designStation(const StationDesign& d) {
     Station st;
     st.beltWidth = d.beltWidth;

@@ -3,6 +3,7 @@
 #include <array>
 #include <cmath>
 #include <cstdlib>
+#include <cstring>
 #include <stdexcept>
 
 #include "Orvia/ConfigFormat/CalibFiles.h"
@@ -149,6 +150,13 @@ SimResult runScene(const ScanSim::Scene& scene, const SimRunOptions& options) {
     readInt(scan, ScanKey::kGaussRadius, cfg.scan_gauss_radius[0]);
     region.x = 0;
     region.y = 0;
+    std::array<double, 3> fan{};
+    if (find(scan, ScanKey::kLaserFan) != nullptr) {
+        readList(scan, ScanKey::kLaserFan, fan);
+        std::memcpy(cfg.libraryOwn + LPMC_OWN_FAN_APEX_X, &fan[0], sizeof(double));
+        std::memcpy(cfg.libraryOwn + LPMC_OWN_FAN_APEX_HEIGHT, &fan[1], sizeof(double));
+        std::memcpy(cfg.libraryOwn + LPMC_OWN_FAN_ANGLE, &fan[2], sizeof(double));
+    }
     if (options.edit) {
         options.edit(cfg);
     }

@@ -97,6 +97,15 @@ struct StationDesign {
 };
 
 Station designStation(const StationDesign& design);
+
+// The laser fan's in-plane unit vectors: `across` along board X, `down` pointing down.
+struct FanFrame {
+    Vec3 across;
+    Vec3 down;
+};
+FanFrame laserFanFrame(const Station& station);
+// Half the fan's opening as a tangent about `down`: it covers the belt and a margin beyond it.
+double laserFanHalfTangent(const Station& station);
 // 1000 mm belt, heights 0..800 mm, 2048 x 512 camera at 30 degrees (Docs/geometry.md).
 Station defaultStation();
 

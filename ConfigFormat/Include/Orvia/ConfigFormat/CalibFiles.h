@@ -50,6 +50,8 @@ inline constexpr const char* kMaxHeight = "scan_max_h";
 inline constexpr const char* kVolumeFiniteFlag = "scan_volume_finite_flag";
 inline constexpr const char* kPackageIntimeFlag = "scan_package_intime_flag";
 inline constexpr const char* kPackageDistance = "scan_package_distance";
+// Optional: the laser fan's apex (board X, mm above the belt) and full opening angle (degrees).
+inline constexpr const char* kLaserFan = "scan_laser_fan";
 } // namespace ScanKey
 
 namespace LightPlaneKey {
