@@ -295,4 +295,32 @@ TEST(LpmcBeltCasesTest, TheLengthAlongTheBeltIsUnbiasedAtCoarseSpacing) {
     EXPECT_LE(std::fabs(sum / 12.0), 1.0); // before, about one spacing short at yaw 0
 }
 
+TEST(LpmcBeltCasesTest, ATiltedLaserThatLightsTheRearFacePlacesTheRearThere) {
+    // The plane leans upstream by 8 degrees: as each box leaves, the line walks down its rear face,
+    // which faces the camera, at one place along the belt. 4 mm between profiles.
+    ScanSim::Scene scene = sceneOf({});
+    scene.station = ScanSim::designStation([] {
+        ScanSim::StationDesign d;
+        d.laserTiltDeg = -8.0;
+        return d;
+    }());
+    scene.motion.mmPerFrame = 4.0;
+    for (int k = 0; k < 5; ++k) {
+        scene.objects.push_back(ScanSim::makeBox("tilted-" + std::to_string(k), 300.0 + 0.77 * k, 200.0,
+                                                 100.0 + 60.0 * k, 0, 0, 300, 0.6));
+    }
+    const SimResult r = runLineForm(scene);
+    ASSERT_TRUE(r.ok) << r.error;
+    const SimComparison c = compare(r);
+    ASSERT_EQ(c.objects.size(), 5u);
+    for (const SimMatch& m : c.objects) {
+        SCOPED_TRACE(m.truth->name);
+        ASSERT_EQ(m.found, 1);
+        // The belt carries the boxes towards +y, so the rear side is the one at smaller y.
+        EXPECT_LE(std::fabs(m.dCentreY - 0.5 * m.dLength), 0.5);
+        EXPECT_LE(std::fabs(m.dLength), 0.5 * 4.0 + 1.0);
+        EXPECT_LE(std::fabs(m.dWidth), 2.5);
+    }
+}
+
 } // namespace

@@ -145,13 +145,15 @@ TEST_F(ScanSimWriter, CalibrationFilesParseBackToTheSceneNumbers) {
         EXPECT_FALSE(scan.getVal(key).empty()) << key;
     }
     EXPECT_GT(integer(scan, "scan_frame_num"), 0);
-    // The laser fan: apex above the belt's centre line, opening over the belt and 10 % beyond each edge.
+    // The laser fan: apex above the belt's centre line; along the plane, tilted by 6 degrees, it
+    // opens over the belt and 10 % beyond each edge.
     const auto fan = list(scan, "scan_laser_fan");
     ASSERT_EQ(fan.size(), 3u);
     EXPECT_NEAR(fan[0], scene.station.laser.source.x, 1e-9);
     EXPECT_NEAR(fan[1], scene.station.heightAboveBelt(scene.station.laser.source), 1e-9);
-    const double halfReach = 0.6 * scene.station.beltWidth;
-    EXPECT_NEAR(std::tan(fan[2] / 2.0 * 3.14159265358979323846 / 180.0) * fan[1], halfReach, 1e-6);
+    const double degree = 3.14159265358979323846 / 180.0;
+    const double slantDrop = fan[1] / std::cos(6.0 * degree);
+    EXPECT_NEAR(std::tan(fan[2] / 2.0 * degree) * slantDrop, 0.6 * scene.station.beltWidth, 1e-6);
 
     CKeyValueCfgParser params;
     parse(params, "3DCfg/CameraParams.cfg");

@@ -17,6 +17,11 @@ constexpr double kFrontDropFraction = 0.1;
 // The front is placed from the occlusion only where it runs straight across the belt: its two
 // ends lie within this many mm of each other along the belt.
 constexpr double kFrontSquareness = 0.25;
+// Two profiles on one vertical face lie this close along the belt (as a fraction of the step,
+// and at most this many mm), and the outer one at least this much lower.
+constexpr double kFaceAlongFraction = 0.2;
+constexpr double kFaceAlongMax = 0.5;
+constexpr double kFaceDrop = 1.0; // mm
 
 double dot(const Point2& a, const Point2& b) {
     return a.x * b.x + a.y * b.y;
@@ -59,6 +64,50 @@ bool CBoxFitter::isStray(const CFrameStore& store, const FrameSlot& slot, const 
         }
     }
     return true;
+}
+
+bool CBoxFitter::profileMean(const TrackedObject& object, const CFrameStore& store, const FrameSlot& first,
+                             uint64_t seq, const Point2& travel, double& along, double& height) const {
+    const FrameSlot* slot = store.find(seq);
+    double sumAlong = 0.0, sumHeight = 0.0;
+    uint32_t n = 0;
+    for (uint32_t r = 0; slot != nullptr && r < slot->runCount; ++r) {
+        const ProfileRun& run = slot->runs[r];
+        if (run.object != object.id || isStray(store, *slot, run)) {
+            continue;
+        }
+        for (uint32_t i = 0; i < run.count; ++i) {
+            const ProfilePoint& p = slot->points[run.first + i];
+            sumAlong += dot(reported(p, *slot, first, run.camera), travel);
+            sumHeight += p.h;
+            ++n;
+        }
+    }
+    if (n == 0) {
+        return false;
+    }
+    along = sumAlong / n;
+    height = sumHeight / n;
+    return true;
+}
+
+// The end profile lies on a vertical face that the tilted laser plane lit: it stands where the
+// profile next to it stood along the belt, only lower. Then that face is the side itself, and no
+// sample beyond it is needed.
+bool CBoxFitter::endsOnFace(const TrackedObject& object, const CFrameStore& store, const FrameSlot& first,
+                            uint64_t end, uint64_t inner, const Point2& step) const {
+    const double stepLength = std::hypot(step.x, step.y);
+    if (!s_.facesFromTilt || object.lastSeq == object.firstSeq || stepLength <= 0.0) {
+        return false;
+    }
+    const Point2 travel{step.x / stepLength, step.y / stepLength};
+    double endAlong = 0.0, endHeight = 0.0, innerAlong = 0.0, innerHeight = 0.0;
+    if (!profileMean(object, store, first, end, travel, endAlong, endHeight) ||
+        !profileMean(object, store, first, inner, travel, innerAlong, innerHeight)) {
+        return false;
+    }
+    const double tolerance = std::min(kFaceAlongMax, kFaceAlongFraction * stepLength);
+    return std::fabs(endAlong - innerAlong) <= tolerance && endHeight < innerHeight - kFaceDrop;
 }
 
 Point2 CBoxFitter::reported(const ProfilePoint& p, const FrameSlot& slot, const FrameSlot& first,
@@ -231,6 +280,10 @@ void CBoxFitter::fit(const TrackedObject& object, const CFrameStore& store, Fitt
     uint32_t firstCount = 0;
 
     FirstProfile front;
+    const bool frontOnFace = endsOnFace(object, store, *first, object.firstSeq, object.firstSeq + 1, step);
+    const bool rearOnFace = endsOnFace(object, store, *first, object.lastSeq, object.lastSeq - 1, step);
+    const Point2 frontBeyond = frontOnFace ? Point2{0.0, 0.0} : step;
+    const Point2 rearBeyond = rearOnFace ? Point2{0.0, 0.0} : step;
     for (uint64_t seq = object.firstSeq; seq <= object.lastSeq; ++seq) {
         const FrameSlot* slot = store.find(seq);
         if (slot == nullptr) {
@@ -272,10 +325,10 @@ void CBoxFitter::fit(const TrackedObject& object, const CFrameStore& store, Fitt
                 for (uint32_t i = 0; i < run.count; ++i) {
                     const Point2 p = reported(pts[i], *slot, *first, run.camera);
                     if (isFirst) {
-                        addEdge(p, {p.x + step.x, p.y + step.y});
+                        addEdge(p, {p.x + frontBeyond.x, p.y + frontBeyond.y});
                     }
                     if (isLast) {
-                        addEdge(p, {p.x - step.x, p.y - step.y});
+                        addEdge(p, {p.x - rearBeyond.x, p.y - rearBeyond.y});
                     }
                 }
             }

@@ -27,6 +27,9 @@ struct FitSettings {
     // The front placed from the frame in which it began to hide the line from the camera: camera
     // 0's centre, the belt's board Z and camera 0's height factor. Only for a vertical laser plane.
     bool frontFromOcclusion = false;
+    // A tilted laser plane lights a vertical front or rear face as the face passes through it:
+    // the profiles that walk down the face lie at one place along the belt, and the side lies there.
+    bool facesFromTilt = false;
     Vec3 cameraCentre{};
     double beltZ = 0.0;
     double heightFactor = 1.0;
@@ -70,6 +73,12 @@ public:
 
 private:
     bool isStray(const CFrameStore& store, const FrameSlot& slot, const ProfileRun& run) const;
+    // Mean place along `travel` (reported frame) and mean height of the object's points in frame
+    // `seq`; false when it holds none.
+    bool profileMean(const TrackedObject& object, const CFrameStore& store, const FrameSlot& first,
+                     uint64_t seq, const Point2& travel, double& along, double& height) const;
+    bool endsOnFace(const TrackedObject& object, const CFrameStore& store, const FrameSlot& first,
+                    uint64_t end, uint64_t inner, const Point2& step) const;
     void addCandidate(const Point2& p);
     void addEdge(const Point2& in, const Point2& out);
     void compact();

@@ -149,6 +149,7 @@ int32_t CScanner::setConfig(const LpmcConfig& config) {
     fan_.configure(models_[0], s.own, s.chessboardHeight);
     FitSettings fs;
     fs.frontFromOcclusion = laserPlaneIsVertical(models_[0]);
+    fs.facesFromTilt = !fs.frontFromOcclusion;
     fs.cameraCentre = cameraCentre_;
     fs.beltZ = -s.chessboardHeight;
     fs.heightFactor = models_[0].heightFactor;
