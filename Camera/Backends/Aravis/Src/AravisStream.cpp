@@ -6,6 +6,7 @@
 
 #include "AravisLink.h"
 #include "DetachedTeardown.h"
+#include "ThreadHandover.h"
 
 namespace Orvia::Aravis::Detail {
 
@@ -22,10 +23,11 @@ constexpr uint64_t kNanosecondsPerSecond = 1'000'000'000;
 
 } // namespace
 
-// What the stream thread's handler needs; Aravis frees it when the stream goes.
+// What the stream thread's callback needs; Aravis frees it once the stream and its thread are gone.
 struct StreamSink {
     std::shared_ptr<CFrameQueue> queue;
     std::weak_ptr<CStreamChannel> channel;
+    std::atomic<ArvStream*> stream{nullptr}; // set once Aravis has made it
     std::atomic<std::thread::id> thread{};
     std::atomic<uint64_t> frameLimit{0};
     std::atomic<uint64_t> delivered{0};
@@ -38,18 +40,13 @@ struct CStreamChannel {
     TGObjectRef<ArvStream> stream;
     TGObjectRef<ArvChunkParser> chunkParser;
     std::vector<std::string> chunkNames;
-    StreamSink* sink = nullptr; // owned by the stream's signal connection
+    StreamSink* sink = nullptr; // owned by the stream
     uint64_t payloadSize = 0;
     uint32_t bufferCount = 0;
     uint64_t ticksPerSecond = kNanosecondsPerSecond;
 
     // Joins Aravis's stream thread, before the link goes.
-    ~CStreamChannel() {
-        if (stream) {
-            arv_stream_set_emit_signals(stream.get(), FALSE);
-        }
-        stream.reset();
-    }
+    ~CStreamChannel() { stream.reset(); }
 };
 
 namespace {
@@ -109,39 +106,54 @@ std::shared_ptr<CFramePayload> frameOf(const std::shared_ptr<CStreamChannel>& ch
     frame->chunks = chunksOf(*channel, buffer);
     frame->owner = channel;
     frame->poolSlot = std::shared_ptr<void>(buffer, [channel](void* slot) {
+        handOver(slot); // whoever read the pixels is done before Aravis fills the buffer again
         arv_stream_push_buffer(channel->stream.get(), static_cast<ArvBuffer*>(slot));
     });
     return frame;
 }
 
-void onNewBuffer(ArvStream* stream, gpointer data) {
-    auto* sink = static_cast<StreamSink*>(data);
-    sink->thread.store(std::this_thread::get_id());
-    ArvBuffer* buffer = arv_stream_try_pop_buffer(stream);
-    if (!buffer) {
-        return;
-    }
-    auto channel = sink->channel.lock();
-    const uint64_t limit = sink->frameLimit.load();
+// A buffer Aravis has finished with, taken out of its output queue on the stream thread.
+void deliver(StreamSink& sink, ArvStream* stream, ArvBuffer* buffer) {
+    takeOver(buffer);
+    auto channel = sink.channel.lock();
     if (!channel) {
         arv_stream_push_buffer(stream, buffer);
         return;
     }
     if (arv_buffer_get_status(buffer) != ARV_BUFFER_STATUS_SUCCESS) {
-        sink->incomplete.fetch_add(1);
+        sink.incomplete.fetch_add(1);
         arv_stream_push_buffer(stream, buffer);
         return;
     }
-    if (limit != 0 && sink->delivered.load() >= limit) {
+    const uint64_t limit = sink.frameLimit.load();
+    if (limit != 0 && sink.delivered.load() >= limit) {
         arv_stream_push_buffer(stream, buffer);
         return;
     }
-    if (sink->queue->push(frameOf(channel, buffer))) {
-        sink->delivered.fetch_add(1);
+    if (sink.queue->push(frameOf(channel, buffer))) {
+        sink.delivered.fetch_add(1);
     }
 }
 
-void dropSink(gpointer data, GClosure*) {
+// Aravis's stream thread: once when it starts, and each time a buffer is done (by then it waits
+// in the output queue).
+void onStreamEvent(void* data, ArvStreamCallbackType type, ArvBuffer*) {
+    auto* sink = static_cast<StreamSink*>(data);
+    takeOver(sink);
+    if (type == ARV_STREAM_CALLBACK_TYPE_INIT) {
+        sink->thread.store(std::this_thread::get_id());
+    } else if (type == ARV_STREAM_CALLBACK_TYPE_BUFFER_DONE) {
+        if (ArvStream* stream = sink->stream.load()) {
+            while (ArvBuffer* buffer = arv_stream_try_pop_buffer(stream)) {
+                deliver(*sink, stream, buffer);
+            }
+        }
+    }
+    handOver(sink);
+}
+
+void dropSink(gpointer data) {
+    takeOver(data);
     delete static_cast<StreamSink*>(data);
 }
 
@@ -175,6 +187,34 @@ std::vector<std::string> chunkNamesOf(CAravisLink& link) {
         }
     }
     return names;
+}
+
+// Starts Aravis's stream thread with a sink for the channel; everything the thread reads of
+// the channel is set before.
+bool openStream(CAravisLink& link, const std::shared_ptr<CStreamChannel>& channel,
+                const std::shared_ptr<CFrameQueue>& queue) {
+    auto* sink = new StreamSink;
+    sink->queue = queue;
+    sink->channel = channel;
+    handOver(sink);
+    {
+        std::lock_guard lock(link.controlMutex());
+        CGError error;
+        channel->stream = TGObjectRef<ArvStream>(
+            arv_device_create_stream_full(link.device(), onStreamEvent, sink, dropSink, error.out()));
+        link.record(outcomeOf(error.get()));
+    }
+    // From here the sink is Aravis's to free, with the stream or without it.
+    if (!channel->stream) {
+        return false;
+    }
+    channel->sink = sink;
+    if (ARV_IS_GV_STREAM(channel->stream.get())) {
+        g_object_set(channel->stream.get(), "socket-buffer", ARV_GV_STREAM_SOCKET_BUFFER_FIXED,
+                     "socket-buffer-size", kSocketBufferBytes, nullptr);
+    }
+    sink->stream.store(channel->stream.get());
+    return true;
 }
 
 } // namespace
@@ -221,30 +261,15 @@ std::shared_ptr<CStreamChannel> CAravisStream::channelFor(const std::shared_ptr<
     }
     {
         std::lock_guard lock(link->controlMutex());
-        CGError error;
-        channel->stream =
-            TGObjectRef<ArvStream>(arv_device_create_stream(link->device(), nullptr, nullptr, error.out()));
-        link->record(outcomeOf(error.get()));
         channel->chunkParser = TGObjectRef<ArvChunkParser>(arv_device_create_chunk_parser(link->device()));
     }
-    if (!channel->stream) {
-        return nullptr;
-    }
     channel->chunkNames = chunkNamesOf(*link);
-    if (ARV_IS_GV_STREAM(channel->stream.get())) {
-        g_object_set(channel->stream.get(), "socket-buffer", ARV_GV_STREAM_SOCKET_BUFFER_FIXED,
-                     "socket-buffer-size", kSocketBufferBytes, nullptr);
+    if (!openStream(*link, channel, queue_)) {
+        return nullptr;
     }
     for (uint32_t i = 0; i < bufferCount_; ++i) {
         arv_stream_push_buffer(channel->stream.get(), arv_buffer_new_allocate(channel->payloadSize));
     }
-    auto* sink = new StreamSink;
-    sink->queue = queue_;
-    sink->channel = channel;
-    channel->sink = sink;
-    g_signal_connect_data(channel->stream.get(), "new-buffer", G_CALLBACK(onNewBuffer), sink, dropSink,
-                          static_cast<GConnectFlags>(0));
-    arv_stream_set_emit_signals(channel->stream.get(), TRUE);
     channel_ = channel;
     return channel;
 }
