@@ -12,6 +12,7 @@
 #include "ScanSim/CameraCalibration.h"
 #include "ScanSim/Renderer.h"
 #include "ScanSim/SceneJson.h"
+#include "StreamThreadPriority.h"
 #include "ThreadHandover.h"
 
 namespace quboid3d::virtualcamera {
@@ -152,6 +153,12 @@ void CVirtualCamera::fill(ArvBuffer* buffer, void* self, guint32, guint32, ArvPi
 
 // Runs on the server's thread for each frame it sends.
 void CVirtualCamera::fillBuffer(ArvBuffer* buffer, ArvPixelFormat format) {
+    // A camera's sensor keeps its rate whatever the host does; the server's thread, when
+    // preempted past a frame period, skips that frame.
+    if (!serverThreadRaised_) {
+        serverThreadRaised_ = true;
+        Orvia::Aravis::Detail::raiseStreamThreadPriority();
+    }
     const bool mono4p = format == kPfncMono4p;
     const auto width = static_cast<uint64_t>(arv_buffer_get_image_width(buffer));
     const auto height = static_cast<uint64_t>(arv_buffer_get_image_height(buffer));

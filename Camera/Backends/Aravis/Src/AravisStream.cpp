@@ -6,6 +6,8 @@
 
 #include "AravisLink.h"
 #include "DetachedTeardown.h"
+#include "StreamSocket.h"
+#include "StreamThreadPriority.h"
 #include "ThreadHandover.h"
 
 namespace Orvia::Aravis::Detail {
@@ -142,6 +144,7 @@ void onStreamEvent(void* data, ArvStreamCallbackType type, ArvBuffer*) {
     takeOver(sink);
     if (type == ARV_STREAM_CALLBACK_TYPE_INIT) {
         sink->thread.store(std::this_thread::get_id());
+        raiseStreamThreadPriority();
     } else if (type == ARV_STREAM_CALLBACK_TYPE_BUFFER_DONE) {
         if (ArvStream* stream = sink->stream.load()) {
             while (ArvBuffer* buffer = arv_stream_try_pop_buffer(stream)) {
@@ -212,6 +215,8 @@ bool openStream(CAravisLink& link, const std::shared_ptr<CStreamChannel>& channe
     if (ARV_IS_GV_STREAM(channel->stream.get())) {
         g_object_set(channel->stream.get(), "socket-buffer", ARV_GV_STREAM_SOCKET_BUFFER_FIXED,
                      "socket-buffer-size", kSocketBufferBytes, nullptr);
+        setStreamReceiveBuffer(arv_gv_stream_get_port(ARV_GV_STREAM(channel->stream.get())),
+                               kSocketBufferBytes);
     }
     sink->stream.store(channel->stream.get());
     return true;
