@@ -22,6 +22,21 @@ namespace {
 // overflows between two wake-ups of the stream thread.
 constexpr int kSocketBufferBytes = 4 << 20;
 constexpr uint64_t kNanosecondsPerSecond = 1'000'000'000;
+// GigE Vision 1.x frame numbers are 16 bits, go from 65535 to 1 and never are 0.
+constexpr uint64_t kShortFrameIdLast = 0xFFFF;
+constexpr uint64_t kWrapWindow = 0x100;
+
+// Frames the device numbered between two the stream took; 0 across a restart of the numbers.
+uint64_t framesSkipped(uint64_t previous, uint64_t current) {
+    if (previous == 0 || current == 0) {
+        return 0;
+    }
+    if (current > previous) {
+        return current - previous - 1;
+    }
+    const bool wrapped = previous > kShortFrameIdLast - kWrapWindow && current < kWrapWindow;
+    return wrapped ? kShortFrameIdLast - previous + current - 1 : 0;
+}
 
 } // namespace
 
@@ -34,6 +49,8 @@ struct StreamSink {
     std::atomic<uint64_t> frameLimit{0};
     std::atomic<uint64_t> delivered{0};
     std::atomic<uint64_t> incomplete{0};
+    std::atomic<uint64_t> skipped{0};
+    std::atomic<uint64_t> lastFrameId{0}; // 0: none yet in this acquisition
 };
 
 // One Aravis stream with its buffers, alive while the stream object or any frame holds it.
@@ -117,6 +134,9 @@ std::shared_ptr<CFramePayload> frameOf(const std::shared_ptr<CStreamChannel>& ch
 // A buffer Aravis has finished with, taken out of its output queue on the stream thread.
 void deliver(StreamSink& sink, ArvStream* stream, ArvBuffer* buffer) {
     takeOver(buffer);
+    // Aravis counts a frame that found no free buffer once per packet; the numbers count it once.
+    const uint64_t frameId = arv_buffer_get_frame_id(buffer);
+    sink.skipped.fetch_add(framesSkipped(sink.lastFrameId.exchange(frameId), frameId));
     auto channel = sink.channel.lock();
     if (!channel) {
         arv_stream_push_buffer(stream, buffer);
@@ -291,6 +311,7 @@ bool CAravisStream::start(uint64_t frameLimit) {
     }
     channel->sink->frameLimit.store(frameLimit);
     channel->sink->delivered.store(0);
+    channel->sink->lastFrameId.store(0);
     queue_->setCapacity(bufferCount_);
     queue_->open();
     if (!runCommand(*link, "AcquisitionStart")) {
@@ -323,7 +344,7 @@ std::shared_ptr<const CFramePayload> CAravisStream::pop(std::chrono::millisecond
 
 uint64_t CAravisStream::droppedFrames() const {
     const StreamCounters now = counters();
-    return now.incomplete + now.underruns + queue_->counters().dropped;
+    return now.incomplete + now.skipped + queue_->counters().dropped;
 }
 
 void CAravisStream::abort() {
@@ -347,7 +368,7 @@ void CAravisStream::releaseLocked() {
     arv_stream_get_statistics(channel->stream.get(), &completed, &failures, &underruns);
     finished_.completed += completed;
     finished_.incomplete += channel->sink->incomplete.load();
-    finished_.underruns += underruns;
+    finished_.skipped += channel->sink->skipped.load();
 }
 
 StreamCounters CAravisStream::counters() const {
@@ -360,7 +381,7 @@ StreamCounters CAravisStream::counters() const {
         arv_stream_get_statistics(channel_->stream.get(), &completed, &failures, &underruns);
         total.completed += completed;
         total.incomplete += channel_->sink->incomplete.load();
-        total.underruns += underruns;
+        total.skipped += channel_->sink->skipped.load();
     }
     return total;
 }
