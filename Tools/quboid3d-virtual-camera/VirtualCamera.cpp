@@ -12,6 +12,8 @@
 #include "ScanSim/CameraCalibration.h"
 #include "ScanSim/Renderer.h"
 #include "ScanSim/SceneJson.h"
+#include "StreamThreadPriority.h"
+#include "ThreadHandover.h"
 
 namespace quboid3d::virtualcamera {
 
@@ -112,6 +114,8 @@ bool CVirtualCamera::start(const Options& options, std::string& error) {
     }
     ArvFakeCamera* camera = arv_gv_fake_camera_get_fake_camera(server_);
     arv_fake_camera_set_trigger_frequency(camera, kTriggerPollHz);
+    // The server's thread renders from here on, with what this one set up.
+    Orvia::Aravis::Detail::handOver(this);
     arv_fake_camera_set_fill_pattern(camera, &CVirtualCamera::fill, this);
     if (!writeIdentity(options) || !writeCalibration(error)) {
         error = error.empty() ? "cannot set the camera's registers" : error;
@@ -125,6 +129,7 @@ void CVirtualCamera::stop() {
     if (server_) {
         g_object_unref(server_); // joins the server's thread
         server_ = nullptr;
+        Orvia::Aravis::Detail::takeOver(this);
     }
     if (!xmlPath_.empty()) {
         std::error_code ec;
@@ -141,11 +146,19 @@ std::string CVirtualCamera::description() const {
 }
 
 void CVirtualCamera::fill(ArvBuffer* buffer, void* self, guint32, guint32, ArvPixelFormat format) {
+    Orvia::Aravis::Detail::takeOver(self);
     static_cast<CVirtualCamera*>(self)->fillBuffer(buffer, format);
+    Orvia::Aravis::Detail::handOver(self); // to stop(), once the server's thread has ended
 }
 
 // Runs on the server's thread for each frame it sends.
 void CVirtualCamera::fillBuffer(ArvBuffer* buffer, ArvPixelFormat format) {
+    // A camera's sensor keeps its rate whatever the host does; the server's thread, when
+    // preempted past a frame period, skips that frame.
+    if (!serverThreadRaised_) {
+        serverThreadRaised_ = true;
+        Orvia::Aravis::Detail::raiseStreamThreadPriority();
+    }
     const bool mono4p = format == kPfncMono4p;
     const auto width = static_cast<uint64_t>(arv_buffer_get_image_width(buffer));
     const auto height = static_cast<uint64_t>(arv_buffer_get_image_height(buffer));

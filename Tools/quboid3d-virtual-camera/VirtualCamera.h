@@ -43,6 +43,7 @@ private:
 
     std::unique_ptr<CSceneFrames> frames_; // used by the server's thread alone while it runs
     const ArvBuffer* lastBuffer_ = nullptr;
+    bool serverThreadRaised_ = false;
     uint64_t lastTimestamp_ = 0;
 };
 

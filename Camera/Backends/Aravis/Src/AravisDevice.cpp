@@ -36,7 +36,7 @@ CallOutcome memoryOutcome(bool done, const CGError& error) {
 } // namespace
 
 CAravisDevice::CAravisDevice(Backend::DeviceInfo info, std::string openId)
-    : info_(std::move(info)), openId_(std::move(openId)) {}
+    : CBackendDeviceBase(std::move(info)), openId_(std::move(openId)) {}
 
 CAravisDevice::~CAravisDevice() {
     disconnect();
@@ -67,7 +67,7 @@ bool CAravisDevice::connect(uint32_t accessMode) {
         }
     }
     std::string error;
-    auto link = CAravisLink::open(openId_, info_.interfaceKind == 0, error);
+    auto link = CAravisLink::open(openId_, info().interfaceKind == 0, error);
     if (!link) {
         return false;
     }
@@ -115,10 +115,7 @@ void CAravisDevice::onLost() {
     if (stream) {
         stream->abort();
     }
-    std::lock_guard lock(sinkMutex_);
-    if (sink_) {
-        sink_(0);
-    }
+    notifyConnection(0);
 }
 
 bool CAravisDevice::describeFeature(const std::string& name, FeatureInfo& out) const {
@@ -224,11 +221,6 @@ std::shared_ptr<Backend::IBackendStream> CAravisDevice::stream(uint16_t channel)
         return nullptr;
     }
     return streamObject();
-}
-
-void CAravisDevice::setConnectionSink(ConnectionSink sink) {
-    std::lock_guard lock(sinkMutex_);
-    sink_ = std::move(sink);
 }
 
 bool CAravisDevice::enableConnectionEvents() {

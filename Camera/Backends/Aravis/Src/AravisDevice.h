@@ -7,7 +7,7 @@
 #include <memory>
 #include <mutex>
 
-#include "Backend/Backend.h"
+#include "Backend/DeviceBase.h"
 
 namespace Orvia::Aravis::Detail {
 
@@ -18,13 +18,12 @@ class CAravisWatchdog;
 // The register feature that holds a device's private data area (the calibration text).
 inline constexpr const char* kPrivateAreaFeature = "UserPrivateArea";
 
-class CAravisDevice : public Backend::IBackendDevice, public std::enable_shared_from_this<CAravisDevice> {
+class CAravisDevice : public Backend::CBackendDeviceBase, public std::enable_shared_from_this<CAravisDevice> {
 public:
     // `openId` is what Aravis opens: the address of a GigE Vision device, the id of others.
     CAravisDevice(Backend::DeviceInfo info, std::string openId);
     ~CAravisDevice() override;
 
-    const Backend::DeviceInfo& info() const override { return info_; }
     const std::string& openId() const { return openId_; }
     // True once the connection in use was lost; the backend then hands out a new object.
     bool isLost() const;
@@ -42,7 +41,6 @@ public:
     int32_t writePrivateArea(const void* buffer, uint64_t count) override;
     bool offersControl(Backend::ControlKind kind) const override;
     std::shared_ptr<Backend::IBackendStream> stream(uint16_t channel) override;
-    void setConnectionSink(ConnectionSink sink) override;
     bool enableConnectionEvents() override;
 
 private:
@@ -52,7 +50,6 @@ private:
     void onLost();
     bool privateAreaSpan(CAravisLink& link, uint64_t count, uint64_t& address);
 
-    Backend::DeviceInfo info_;
     std::string openId_;
 
     mutable std::mutex mutex_; // guards the members below
@@ -60,9 +57,6 @@ private:
     std::unique_ptr<CAravisWatchdog> watchdog_;
     std::shared_ptr<CAravisStream> stream_;
     bool lostOnce_ = false;
-
-    std::mutex sinkMutex_; // the sink is called under it, so it is never called after removal
-    ConnectionSink sink_;
 };
 
 } // namespace Orvia::Aravis::Detail

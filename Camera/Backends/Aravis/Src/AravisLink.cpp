@@ -1,20 +1,24 @@
 #include "AravisLink.h"
 
 #include "DetachedTeardown.h"
+#include "ThreadHandover.h"
 
 namespace Orvia::Aravis::Detail {
 
 namespace {
 
 // Aravis's signal carries a weak reference, so a signal that races the link's end finds
-// nothing to mark.
+// nothing to mark. It comes on Aravis's heartbeat thread.
 void onControlLost(ArvDevice*, gpointer data) {
+    takeOver(data);
     if (auto link = static_cast<std::weak_ptr<CAravisLink>*>(data)->lock()) {
         link->markLost();
     }
+    handOver(data);
 }
 
 void dropWeakLink(gpointer data, GClosure*) {
+    takeOver(data);
     delete static_cast<std::weak_ptr<CAravisLink>*>(data);
 }
 
@@ -54,9 +58,10 @@ std::shared_ptr<CAravisLink> CAravisLink::open(const std::string& openId, bool g
 }
 
 void CAravisLink::watchControlLost(const std::shared_ptr<CAravisLink>& self) {
+    auto* weakLink = new std::weak_ptr<CAravisLink>(self);
+    handOver(weakLink);
     controlLostHandler_ = g_signal_connect_data(device_.get(), "control-lost", G_CALLBACK(onControlLost),
-                                                new std::weak_ptr<CAravisLink>(self), dropWeakLink,
-                                                static_cast<GConnectFlags>(0));
+                                                weakLink, dropWeakLink, static_cast<GConnectFlags>(0));
 }
 
 void CAravisLink::markLost() {

@@ -6,6 +6,9 @@
 
 #include "AravisLink.h"
 #include "DetachedTeardown.h"
+#include "StreamSocket.h"
+#include "StreamThreadPriority.h"
+#include "ThreadHandover.h"
 
 namespace Orvia::Aravis::Detail {
 
@@ -19,17 +22,35 @@ namespace {
 // overflows between two wake-ups of the stream thread.
 constexpr int kSocketBufferBytes = 4 << 20;
 constexpr uint64_t kNanosecondsPerSecond = 1'000'000'000;
+// GigE Vision 1.x frame numbers are 16 bits, go from 65535 to 1 and never are 0.
+constexpr uint64_t kShortFrameIdLast = 0xFFFF;
+constexpr uint64_t kWrapWindow = 0x100;
+
+// Frames the device numbered between two the stream took; 0 across a restart of the numbers.
+uint64_t framesSkipped(uint64_t previous, uint64_t current) {
+    if (previous == 0 || current == 0) {
+        return 0;
+    }
+    if (current > previous) {
+        return current - previous - 1;
+    }
+    const bool wrapped = previous > kShortFrameIdLast - kWrapWindow && current < kWrapWindow;
+    return wrapped ? kShortFrameIdLast - previous + current - 1 : 0;
+}
 
 } // namespace
 
-// What the stream thread's handler needs; Aravis frees it when the stream goes.
+// What the stream thread's callback needs; Aravis frees it once the stream and its thread are gone.
 struct StreamSink {
     std::shared_ptr<CFrameQueue> queue;
     std::weak_ptr<CStreamChannel> channel;
+    std::atomic<ArvStream*> stream{nullptr}; // set once Aravis has made it
     std::atomic<std::thread::id> thread{};
     std::atomic<uint64_t> frameLimit{0};
     std::atomic<uint64_t> delivered{0};
     std::atomic<uint64_t> incomplete{0};
+    std::atomic<uint64_t> skipped{0};
+    std::atomic<uint64_t> lastFrameId{0}; // 0: none yet in this acquisition
 };
 
 // One Aravis stream with its buffers, alive while the stream object or any frame holds it.
@@ -38,18 +59,13 @@ struct CStreamChannel {
     TGObjectRef<ArvStream> stream;
     TGObjectRef<ArvChunkParser> chunkParser;
     std::vector<std::string> chunkNames;
-    StreamSink* sink = nullptr; // owned by the stream's signal connection
+    StreamSink* sink = nullptr; // owned by the stream
     uint64_t payloadSize = 0;
     uint32_t bufferCount = 0;
     uint64_t ticksPerSecond = kNanosecondsPerSecond;
 
     // Joins Aravis's stream thread, before the link goes.
-    ~CStreamChannel() {
-        if (stream) {
-            arv_stream_set_emit_signals(stream.get(), FALSE);
-        }
-        stream.reset();
-    }
+    ~CStreamChannel() { stream.reset(); }
 };
 
 namespace {
@@ -109,39 +125,58 @@ std::shared_ptr<CFramePayload> frameOf(const std::shared_ptr<CStreamChannel>& ch
     frame->chunks = chunksOf(*channel, buffer);
     frame->owner = channel;
     frame->poolSlot = std::shared_ptr<void>(buffer, [channel](void* slot) {
+        handOver(slot); // whoever read the pixels is done before Aravis fills the buffer again
         arv_stream_push_buffer(channel->stream.get(), static_cast<ArvBuffer*>(slot));
     });
     return frame;
 }
 
-void onNewBuffer(ArvStream* stream, gpointer data) {
-    auto* sink = static_cast<StreamSink*>(data);
-    sink->thread.store(std::this_thread::get_id());
-    ArvBuffer* buffer = arv_stream_try_pop_buffer(stream);
-    if (!buffer) {
-        return;
-    }
-    auto channel = sink->channel.lock();
-    const uint64_t limit = sink->frameLimit.load();
+// A buffer Aravis has finished with, taken out of its output queue on the stream thread.
+void deliver(StreamSink& sink, ArvStream* stream, ArvBuffer* buffer) {
+    takeOver(buffer);
+    // Aravis counts a frame that found no free buffer once per packet; the numbers count it once.
+    const uint64_t frameId = arv_buffer_get_frame_id(buffer);
+    sink.skipped.fetch_add(framesSkipped(sink.lastFrameId.exchange(frameId), frameId));
+    auto channel = sink.channel.lock();
     if (!channel) {
         arv_stream_push_buffer(stream, buffer);
         return;
     }
     if (arv_buffer_get_status(buffer) != ARV_BUFFER_STATUS_SUCCESS) {
-        sink->incomplete.fetch_add(1);
+        sink.incomplete.fetch_add(1);
         arv_stream_push_buffer(stream, buffer);
         return;
     }
-    if (limit != 0 && sink->delivered.load() >= limit) {
+    const uint64_t limit = sink.frameLimit.load();
+    if (limit != 0 && sink.delivered.load() >= limit) {
         arv_stream_push_buffer(stream, buffer);
         return;
     }
-    if (sink->queue->push(frameOf(channel, buffer))) {
-        sink->delivered.fetch_add(1);
+    if (sink.queue->push(frameOf(channel, buffer))) {
+        sink.delivered.fetch_add(1);
     }
 }
 
-void dropSink(gpointer data, GClosure*) {
+// Aravis's stream thread: once when it starts, and each time a buffer is done (by then it waits
+// in the output queue).
+void onStreamEvent(void* data, ArvStreamCallbackType type, ArvBuffer*) {
+    auto* sink = static_cast<StreamSink*>(data);
+    takeOver(sink);
+    if (type == ARV_STREAM_CALLBACK_TYPE_INIT) {
+        sink->thread.store(std::this_thread::get_id());
+        raiseStreamThreadPriority();
+    } else if (type == ARV_STREAM_CALLBACK_TYPE_BUFFER_DONE) {
+        if (ArvStream* stream = sink->stream.load()) {
+            while (ArvBuffer* buffer = arv_stream_try_pop_buffer(stream)) {
+                deliver(*sink, stream, buffer);
+            }
+        }
+    }
+    handOver(sink);
+}
+
+void dropSink(gpointer data) {
+    takeOver(data);
     delete static_cast<StreamSink*>(data);
 }
 
@@ -175,6 +210,36 @@ std::vector<std::string> chunkNamesOf(CAravisLink& link) {
         }
     }
     return names;
+}
+
+// Starts Aravis's stream thread with a sink for the channel; everything the thread reads of
+// the channel is set before.
+bool openStream(CAravisLink& link, const std::shared_ptr<CStreamChannel>& channel,
+                const std::shared_ptr<CFrameQueue>& queue) {
+    auto* sink = new StreamSink;
+    sink->queue = queue;
+    sink->channel = channel;
+    handOver(sink);
+    {
+        std::lock_guard lock(link.controlMutex());
+        CGError error;
+        channel->stream = TGObjectRef<ArvStream>(
+            arv_device_create_stream_full(link.device(), onStreamEvent, sink, dropSink, error.out()));
+        link.record(outcomeOf(error.get()));
+    }
+    // From here the sink is Aravis's to free, with the stream or without it.
+    if (!channel->stream) {
+        return false;
+    }
+    channel->sink = sink;
+    if (ARV_IS_GV_STREAM(channel->stream.get())) {
+        g_object_set(channel->stream.get(), "socket-buffer", ARV_GV_STREAM_SOCKET_BUFFER_FIXED,
+                     "socket-buffer-size", kSocketBufferBytes, nullptr);
+        setStreamReceiveBuffer(arv_gv_stream_get_port(ARV_GV_STREAM(channel->stream.get())),
+                               kSocketBufferBytes);
+    }
+    sink->stream.store(channel->stream.get());
+    return true;
 }
 
 } // namespace
@@ -221,30 +286,15 @@ std::shared_ptr<CStreamChannel> CAravisStream::channelFor(const std::shared_ptr<
     }
     {
         std::lock_guard lock(link->controlMutex());
-        CGError error;
-        channel->stream =
-            TGObjectRef<ArvStream>(arv_device_create_stream(link->device(), nullptr, nullptr, error.out()));
-        link->record(outcomeOf(error.get()));
         channel->chunkParser = TGObjectRef<ArvChunkParser>(arv_device_create_chunk_parser(link->device()));
     }
-    if (!channel->stream) {
-        return nullptr;
-    }
     channel->chunkNames = chunkNamesOf(*link);
-    if (ARV_IS_GV_STREAM(channel->stream.get())) {
-        g_object_set(channel->stream.get(), "socket-buffer", ARV_GV_STREAM_SOCKET_BUFFER_FIXED,
-                     "socket-buffer-size", kSocketBufferBytes, nullptr);
+    if (!openStream(*link, channel, queue_)) {
+        return nullptr;
     }
     for (uint32_t i = 0; i < bufferCount_; ++i) {
         arv_stream_push_buffer(channel->stream.get(), arv_buffer_new_allocate(channel->payloadSize));
     }
-    auto* sink = new StreamSink;
-    sink->queue = queue_;
-    sink->channel = channel;
-    channel->sink = sink;
-    g_signal_connect_data(channel->stream.get(), "new-buffer", G_CALLBACK(onNewBuffer), sink, dropSink,
-                          static_cast<GConnectFlags>(0));
-    arv_stream_set_emit_signals(channel->stream.get(), TRUE);
     channel_ = channel;
     return channel;
 }
@@ -261,6 +311,7 @@ bool CAravisStream::start(uint64_t frameLimit) {
     }
     channel->sink->frameLimit.store(frameLimit);
     channel->sink->delivered.store(0);
+    channel->sink->lastFrameId.store(0);
     queue_->setCapacity(bufferCount_);
     queue_->open();
     if (!runCommand(*link, "AcquisitionStart")) {
@@ -293,7 +344,7 @@ std::shared_ptr<const CFramePayload> CAravisStream::pop(std::chrono::millisecond
 
 uint64_t CAravisStream::droppedFrames() const {
     const StreamCounters now = counters();
-    return now.incomplete + now.underruns + queue_->counters().dropped;
+    return now.incomplete + now.skipped + queue_->counters().dropped;
 }
 
 void CAravisStream::abort() {
@@ -317,7 +368,7 @@ void CAravisStream::releaseLocked() {
     arv_stream_get_statistics(channel->stream.get(), &completed, &failures, &underruns);
     finished_.completed += completed;
     finished_.incomplete += channel->sink->incomplete.load();
-    finished_.underruns += underruns;
+    finished_.skipped += channel->sink->skipped.load();
 }
 
 StreamCounters CAravisStream::counters() const {
@@ -330,7 +381,7 @@ StreamCounters CAravisStream::counters() const {
         arv_stream_get_statistics(channel_->stream.get(), &completed, &failures, &underruns);
         total.completed += completed;
         total.incomplete += channel_->sink->incomplete.load();
-        total.underruns += underruns;
+        total.skipped += channel_->sink->skipped.load();
     }
     return total;
 }

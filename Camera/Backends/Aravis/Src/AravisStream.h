@@ -2,7 +2,7 @@
 // payload size and buffer count, and go round: Aravis fills one, the stream thread hands it
 // to the bounded queue as a frame that holds the buffer with no copy, and the buffer goes back
 // to Aravis when the last frame that holds it is gone. Incomplete frames go straight back and
-// are counted.
+// are counted, as are the frames skipped between two the stream took (by their frame numbers).
 #pragma once
 
 #include <atomic>
@@ -21,7 +21,7 @@ struct CStreamChannel;
 struct StreamCounters {
     uint64_t completed = 0;
     uint64_t incomplete = 0;
-    uint64_t underruns = 0;
+    uint64_t skipped = 0;
 };
 
 class CAravisStream : public Backend::IBackendStream {

@@ -32,18 +32,24 @@ std::string formatValue(const FeatureValue& value) {
     return {};
 }
 
+Backend::DeviceInfo infoOf(const SimDeviceDescription& description) {
+    Backend::DeviceInfo info;
+    info.interfaceKind = description.interfaceKind;
+    info.vendor = description.vendor;
+    info.model = description.model;
+    info.identity = description.serial;
+    info.key = "sim:" + description.serial;
+    info.displayName = description.displayName.empty()
+                           ? description.vendor + " " + description.model + " (" + description.serial + ")"
+                           : description.displayName;
+    info.gigeIdentity = description.gigeIdentity;
+    return info;
+}
+
 } // namespace
 
-CSimDevice::CSimDevice(const SimDeviceDescription& description) : description_(description) {
-    info_.interfaceKind = description.interfaceKind;
-    info_.vendor = description.vendor;
-    info_.model = description.model;
-    info_.identity = description.serial;
-    info_.key = "sim:" + description.serial;
-    info_.displayName = description.displayName.empty()
-                            ? description.vendor + " " + description.model + " (" + description.serial + ")"
-                            : description.displayName;
-    info_.gigeIdentity = description.gigeIdentity;
+CSimDevice::CSimDevice(const SimDeviceDescription& description)
+    : CBackendDeviceBase(infoOf(description)), description_(description) {
     for (const auto& feature : description.features) {
         features_[feature.name] = feature;
     }
@@ -311,25 +317,9 @@ std::shared_ptr<Backend::IBackendStream> CSimDevice::stream(uint16_t channel) {
     return streamLocked();
 }
 
-void CSimDevice::setConnectionSink(ConnectionSink sink) {
-    std::lock_guard lock(sinkMutex_);
-    sink_ = std::move(sink);
-}
-
 bool CSimDevice::enableConnectionEvents() {
     std::lock_guard lock(mutex_);
     return !faults_.failSubscribe;
-}
-
-void CSimDevice::notify(uint32_t state) {
-    ConnectionSink sink;
-    {
-        std::lock_guard lock(sinkMutex_);
-        sink = sink_;
-    }
-    if (sink) {
-        sink(state);
-    }
 }
 
 bool CSimDevice::isPlugged() const {
@@ -354,7 +344,7 @@ void CSimDevice::unplug() {
         stream->stop();
     }
     if (wasConnected) {
-        notify(0);
+        notifyConnection(0);
     }
 }
 
@@ -366,7 +356,7 @@ void CSimDevice::replug() {
         }
         plugged_ = true;
     }
-    notify(1);
+    notifyConnection(1);
 }
 
 void CSimDevice::setFaults(const SimFaults& faults) {

@@ -10,7 +10,7 @@
 #include <thread>
 #include <vector>
 
-#include "Backend/Backend.h"
+#include "Backend/DeviceBase.h"
 #include "Core/FrameQueue.h"
 #include "Orvia/Sim/SimCamera.h"
 
@@ -18,13 +18,12 @@ namespace Orvia::Sim::Detail {
 
 class CSimStream;
 
-class CSimDevice : public Backend::IBackendDevice, public std::enable_shared_from_this<CSimDevice> {
+class CSimDevice : public Backend::CBackendDeviceBase, public std::enable_shared_from_this<CSimDevice> {
 public:
     explicit CSimDevice(const SimDeviceDescription& description);
     ~CSimDevice() override;
 
     // ---- the seam ----
-    const Backend::DeviceInfo& info() const override { return info_; }
     bool isConnected() const override;
     bool connect(uint32_t accessMode) override;
     bool disconnect() override;
@@ -38,7 +37,6 @@ public:
     int32_t writePrivateArea(const void* buffer, uint64_t count) override;
     bool offersControl(Backend::ControlKind kind) const override;
     std::shared_ptr<Backend::IBackendStream> stream(uint16_t channel) override;
-    void setConnectionSink(ConnectionSink sink) override;
     bool enableConnectionEvents() override;
 
     // ---- the control API ----
@@ -76,10 +74,8 @@ private:
     // Counts a transfer; false if the fault says this one fails.
     bool transferFailsLocked();
     void recordWrite(const std::string& name, std::string value, bool accepted);
-    void notify(uint32_t state);
     std::shared_ptr<CSimStream> streamLocked();
 
-    Backend::DeviceInfo info_;
     SimDeviceDescription description_;
 
     mutable std::mutex mutex_; // guards everything below
@@ -97,9 +93,6 @@ private:
     std::shared_ptr<CSimStream> stream_;
     DeliveryMode mode_ = DeliveryMode::Manual;
     double framesPerSecond_ = 0.0;
-
-    std::mutex sinkMutex_; // the sink is called under it, so it is never called after removal
-    ConnectionSink sink_;
 
     std::mutex generatorMutex_; // one frame maker at a time
     std::shared_ptr<IFrameGenerator> generator_;
