@@ -8,6 +8,7 @@
 #include <algorithm>
 #include <chrono>
 #include <condition_variable>
+#include <cstdlib>
 #include <cstring>
 #include <ctime>
 #include <filesystem>
@@ -50,6 +51,16 @@ std::shared_ptr<CScanSimFrames> ring(ScanSimForm form) {
     return rings[form == ScanSimForm::Mono8 ? 0 : 1];
 }
 
+// QUBOID3D_BENCH_FRAME_BUFFERS=<n> gives the camera n frame buffers through the site file, in
+// place of the default 16: how many a station needs to ride out its machine's longest stalls.
+void writeSiteFile(const fs::path& work) {
+    const char* buffers = std::getenv("QUBOID3D_BENCH_FRAME_BUFFERS");
+    if (buffers == nullptr || *buffers == '\0')
+        return;
+    std::ofstream site(work / "Quboid3DAdvCfg", std::ios::trunc);
+    site << "FrameBufferCount=" << std::atoi(buffers) << "\n";
+}
+
 // A working directory without ./LocalMode.dat, and the scene's calibration on the camera's clock.
 const std::string& cfgDir() {
     static const std::string dir = [] {
@@ -57,6 +68,7 @@ const std::string& cfgDir() {
         fs::remove_all(work);
         fs::create_directories(work);
         fs::current_path(work);
+        writeSiteFile(work);
         std::string error;
         ScanSim::writeCalibrationFiles(scene(), work / "3DCfg", error);
         std::ofstream pose(work / "3DCfg" / "LaserMovePose.data", std::ios::trunc);
@@ -187,8 +199,14 @@ BENCHMARK(BM_CameraModeFrames)
     ->Iterations(3);
 
 // Each frame of the ring described as a pass of camera mode describes it, handed to the library.
+// The library's own time on the frames that hand out a result, and on the slowest frame.
+struct AloneTimes {
+    double worstFrameMs = 0.0;
+    double worstResultFrameMs = 0.0;
+};
+
 long feedAlone(Orvia::VisionSystem::CCalcQuboid3DMulti& calculator, ScanSimForm form,
-               const CScanSimFrames& frames, int count) {
+               const CScanSimFrames& frames, int count, AloneTimes& times) {
     LpmcInput& in = calculator.input;
     LpmcResult& result = calculator.result;
     const std::int32_t width = scene().station.camera.width;
@@ -209,7 +227,12 @@ long feedAlone(Orvia::VisionSystem::CCalcQuboid3DMulti& calculator, ScanSimForm 
             in.pipelineFirst[0] = data + kPipelineFirstOffset;
             in.pipelineSecond[0] = data + kPipelineSecondOffset;
         }
+        const auto before = Clock::now();
         lpmcProcess(calculator.handle, &in, &result);
+        const double ms = std::chrono::duration<double, std::milli>(Clock::now() - before).count();
+        times.worstFrameMs = std::max(times.worstFrameMs, ms);
+        if (result.resultState != 0)
+            times.worstResultFrameMs = std::max(times.worstResultFrameMs, ms);
         boxes += result.resultState == LPMC_STATE_BOXES ? result.volumeNum : 0;
     }
     return boxes;
@@ -223,6 +246,7 @@ void BM_LpmcProcessAlone(benchmark::State& state) {
     const int count = frames->passFrames();
     long boxes = 0;
     double cpuSeconds = 0.0;
+    AloneTimes times;
     for (auto _ : state) {
         state.PauseTiming();
         Orvia::VisionSystem::CCalcQuboid3DMulti calculator;
@@ -233,7 +257,7 @@ void BM_LpmcProcessAlone(benchmark::State& state) {
             break;
         }
         const std::clock_t cpuStart = std::clock();
-        boxes += feedAlone(calculator, form, *frames, count);
+        boxes += feedAlone(calculator, form, *frames, count, times);
         cpuSeconds += static_cast<double>(std::clock() - cpuStart) / CLOCKS_PER_SEC;
         state.PauseTiming();
         calculator.release();
@@ -241,6 +265,8 @@ void BM_LpmcProcessAlone(benchmark::State& state) {
     }
     state.SetItemsProcessed(state.iterations() * count);
     setCpuPerFrame(state, cpuSeconds, count);
+    state.counters["worst_frame_ms"] = times.worstFrameMs;
+    state.counters["worst_result_frame_ms"] = times.worstResultFrameMs;
     state.counters["boxes"] = static_cast<double>(boxes) / static_cast<double>(state.iterations());
 }
 BENCHMARK(BM_LpmcProcessAlone)
