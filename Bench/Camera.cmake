@@ -8,6 +8,8 @@ quboid3d_warnings(CameraStreamBench)
 # pre-rendered: frames per second beside lpmcProcess alone, result latency, frames lost at a
 # fixed camera rate.
 add_executable(CameraModeBench CameraModeBench.cpp)
-target_link_libraries(CameraModeBench PRIVATE Quboid3DSdk Quboid3DCameraScanSim LpmcTestSupport benchmark::benchmark)
+# lpmcProcess alone is configured by the calculator itself, from the same directory.
+target_link_libraries(CameraModeBench PRIVATE Quboid3DSdk Quboid3DSdkCore LaserPlaneMultCameras64
+                      Quboid3DCameraScanSim benchmark::benchmark)
 add_dependencies(CameraModeBench LaserPlaneMultCameras64)
 quboid3d_warnings(CameraModeBench)

@@ -40,8 +40,9 @@ bool CBoxFitter::configure(const FitSettings& settings) {
     hull_.reset(new (std::nothrow) Point2[s_.hullCapacity + 1]);
     edges_.reset(new (std::nothrow) EdgeSample[s_.edgeCapacity]);
     const size_t cells = static_cast<size_t>(s_.gridWidth) * static_cast<size_t>(s_.gridHeight);
-    gridSum_.reset(new (std::nothrow) float[cells]);
-    gridCount_.reset(new (std::nothrow) uint32_t[cells]);
+    // Zeroed now, so that the first package's fit finds its pages mapped.
+    gridSum_.reset(new (std::nothrow) float[cells]());
+    gridCount_.reset(new (std::nothrow) uint32_t[cells]());
     return candidates_ && hull_ && edges_ && gridSum_ && gridCount_ && heights_.configure(s_.maxHeight);
 }
 

@@ -165,8 +165,11 @@ int32_t CScanner::setConfig(const LpmcConfig& config) {
         return LPMC_ERR_NO_MEMORY;
     }
     pointCapacity_ = size_t{slots} * pointsPerFrame;
-    points_.reset(new (std::nothrow) float[3 * pointCapacity_]);
-    aux_.reset(new (std::nothrow) float[3 * pointCapacity_]);
+    // Zeroed here, so that every page is in place before the first frame: a result that first
+    // reaches a page would otherwise wait for the system to map it, some ten milliseconds for a
+    // large package, on the thread that fetches the camera's frames.
+    points_.reset(new (std::nothrow) float[3 * pointCapacity_]());
+    aux_.reset(new (std::nothrow) float[3 * pointCapacity_]());
     if (!points_ || !aux_) {
         return LPMC_ERR_NO_MEMORY;
     }
