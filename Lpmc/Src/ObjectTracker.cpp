@@ -10,6 +10,8 @@ constexpr float kInnerGap = 5.0f; // mm without line between two runs of a group
 // mm that a group and an object may overlap across a seam: the groove's bottom moves by a
 // column or two from profile to profile.
 constexpr float kSeamOverlap = 3.0f;
+// mm that an object's last profile before a hidden gap lies below its flat top: its rear edge.
+constexpr float kRearDrop = 0.3f;
 // Profiles in a row with a seam at one place inside an object that part it in two.
 constexpr uint32_t kSeamSplitFrames = 5;
 // Profiles within which a seam at the same place counts as the same seam seen again.
@@ -144,13 +146,15 @@ bool CObjectTracker::acrossSeam(const Group& g, const TrackedObject& o) const {
 // Profiles without any line over the object, between two surfaces at the same height: with the
 // camera upstream, a package close behind hides the gap before it, as long as the camera's ray
 // to the belt at the line passes below its front edge. A gap longer than that, or a weak line
-// on either side (a dark surface loses the line now and then), is no proof of two packages.
+// on either side (a dark surface loses the line now and then), is no proof of two packages; nor
+// is a top that stays flat up to the band (a dark tape strip across one box), where a carton's
+// rounded rear edge falls away in its last profile.
 bool CObjectTracker::hiddenGap(const Group& g, const TrackedObject& o, uint64_t seq) const {
     const FrameSlot* before = store_->find(o.lastSeq);
     const FrameSlot* now = store_->find(seq);
     const double lineY = o.lastY, ahead = lineY - s_.cameraY, above = s_.cameraZ - s_.beltZ;
     if (before == nullptr || now == nullptr || ahead <= 0.0 || above <= 0.0 || o.lastPeak < s_.strongPeak ||
-        g.peak < s_.strongPeak) {
+        g.peak < s_.strongPeak || o.seamAcross.endDrop() < kRearDrop) {
         return false;
     }
     const double height = std::min(o.lastH, g.h) / s_.heightFactor;

@@ -46,4 +46,31 @@ void CSeamAcross::check(uint32_t centre) {
     seen_ = seen_ || beside - levels_[centre % kCapacity].height >= kDip;
 }
 
+bool CSeamAcross::flatBefore(uint32_t at, float& mean) const {
+    const float travel = levels_[at % kCapacity].travel;
+    const uint32_t first = count_ > kCapacity ? count_ - kCapacity : 0;
+    float lo = 1e30f, hi = -1e30f, sum = 0.0f;
+    uint32_t n = 0;
+    for (uint32_t i = first; i < at; ++i) {
+        const Level& l = levels_[i % kCapacity];
+        if (travel - l.travel < kNear || travel - l.travel > kFar) {
+            continue;
+        }
+        lo = std::min(lo, l.height);
+        hi = std::max(hi, l.height);
+        sum += l.height;
+        ++n;
+    }
+    mean = n > 0 ? sum / static_cast<float>(n) : 0.0f;
+    return n >= 2 && hi - lo <= kFlat;
+}
+
+float CSeamAcross::endDrop() const {
+    float before = 0.0f;
+    if (count_ == 0 || !flatBefore(count_ - 1, before)) {
+        return 0.0f;
+    }
+    return before - levels_[(count_ - 1) % kCapacity].height;
+}
+
 } // namespace lpmc

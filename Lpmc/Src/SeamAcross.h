@@ -14,6 +14,10 @@ public:
     void add(float travel, float height);
     // A dip between flat stretches was seen.
     bool seen() const { return seen_; }
+    // How far the last profile lies below the flat top 5 to 15 mm before it (0 when that top
+    // isn't flat or not there): a carton's rounded rear edge, where a dark band across a single
+    // top leaves the top flat up to where the line vanishes.
+    float endDrop() const;
 
 private:
     static constexpr uint32_t kCapacity = 48; // 15 mm either side at 1 mm between profiles
@@ -21,6 +25,8 @@ private:
         float travel, height;
     };
     void check(uint32_t centre);
+    // Mean height of the profiles `near` to `far` mm before profile `at` (travel), if flat.
+    bool flatBefore(uint32_t at, float& mean) const;
 
     Level levels_[kCapacity] = {};
     uint32_t count_ = 0;   // profiles added
