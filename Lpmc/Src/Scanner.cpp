@@ -391,7 +391,9 @@ void CScanner::decideRears(uint64_t seq) {
             }
             const double s = (p.lineY - frontY) / (p.lineY - c.y);
             const double rayZ = p.topZ + (c.z - p.topZ) * s;
-            decided = rayZ > frontZ + 1.0 ? 1 : 2;
+            // One that came before this frame may clear it; hiding it is left to the belt, which
+            // may still show behind it, or to the deadline.
+            decided = rayZ > frontZ + 1.0 ? 1 : o.firstSeq == seq ? 2 : 0;
         }
         if (decided == 0 && seq >= p.deadline) {
             decided = 2;
