@@ -131,6 +131,7 @@ Row measureScene(const std::string& name, const ScanSim::Scene& scene, const Sim
             }
         } else if (flagged > 0) {
             ++row.flagged;
+            verdict = "flagged";
         } else {
             ++row.missed;
             verdict = "missed";

@@ -1,6 +1,7 @@
 // Segmentation: object points of one profile grouped into runs, and runs followed along the
 // belt into objects that complete, merge, stay apart side by side, or are cut off.
 #include <cmath>
+#include <functional>
 #include <random>
 #include <vector>
 
@@ -346,4 +347,74 @@ TEST(LpmcSegmentationTest, TheBeltHistoryKnowsWhenTheLineWasLastSeenUnderAnObjec
     EXPECT_EQ(history.lastSeenPlusOne(-200.0f, 200.0f), 5u);
     EXPECT_EQ(history.lastSeenPlusOne(100.0f, 200.0f), 10u);
     EXPECT_EQ(history.lastSeenPlusOne(400.0f, 500.0f), 0u);
+}
+
+namespace {
+
+// A profile across a flat top at 0.7 mm per column, `height` from column to column.
+std::vector<ProfilePoint> topProfile(int count, const std::function<float(float)>& height) {
+    std::vector<ProfilePoint> p;
+    for (int i = 0; i < count; ++i) {
+        const float x = -0.7f * (count / 2) + 0.7f * static_cast<float>(i);
+        p.push_back({x, 0.0f, height(x)});
+    }
+    return p;
+}
+
+// The groove between two cartons with edges rounded to `r` that touch at x = at.
+float seamHeight(float x, float at, float r) {
+    const float u = std::fabs(x - at);
+    return u >= r ? 200.0f : 200.0f - r + std::sqrt(r * r - (r - u) * (r - u));
+}
+
+} // namespace
+
+TEST(LpmcSegmentationTest, AGrooveBetweenTwoRoundedTopsIsASeamAtItsBottom) {
+    const auto p = topProfile(400, [](float x) { return seamHeight(x, 20.0f, 4.0f); });
+    uint32_t seams[4];
+    ASSERT_EQ(findSeams(p.data(), 0, 400, seams, 4), 1u);
+    EXPECT_NEAR(p[seams[0]].x, 20.0f, 0.8f);
+}
+
+TEST(LpmcSegmentationTest, SpeckleATroughAndAGrooveAtTheEndAreNoSeams) {
+    uint32_t seams[4];
+    // Lone deep points, as speckle makes them, on a top with half a millimetre of noise.
+    std::mt19937 rng(7);
+    std::normal_distribution<float> noise(0.0f, 0.25f);
+    auto speckled = topProfile(400, [&](float) { return 200.0f + noise(rng); });
+    for (int i = 20; i < 400; i += 37) {
+        speckled[static_cast<size_t>(i)].h -= 5.0f;
+    }
+    EXPECT_EQ(findSeams(speckled.data(), 0, 400, seams, 4), 0u);
+    // A trough 30 mm wide is a shape of the surface, not a seam.
+    const auto trough = topProfile(400, [](float x) { return std::fabs(x) < 15.0f ? 196.0f : 200.0f; });
+    EXPECT_EQ(findSeams(trough.data(), 0, 400, seams, 4), 0u);
+    // A rounded edge at the end of the run has no surface beyond it.
+    const float end = -0.7f * 200 + 0.7f * 399;
+    const auto edge = topProfile(400, [&](float x) { return seamHeight(x, end, 4.0f); });
+    EXPECT_EQ(findSeams(edge.data(), 0, 400, seams, 4), 0u);
+}
+
+TEST(LpmcSegmentationTest, ARunSplitAtASeamKeepsItsOuterBoundsAndGetsASeamBetween) {
+    const auto p = topProfile(100, [](float x) { return 200.0f + 0.01f * x; });
+    ProfileRun run;
+    run.first = 0;
+    run.count = 100;
+    run.x0 = p.front().x;
+    run.x1 = p.back().x;
+    run.leftBound = RunBound::Belt;
+    run.rightBound = RunBound::Open;
+    ProfileRun left, right;
+    splitRunAt(p.data(), run, 40, left, right);
+    EXPECT_EQ(left.count + right.count, 100u);
+    EXPECT_EQ(left.first, 0u);
+    EXPECT_EQ(right.first, 40u);
+    EXPECT_FLOAT_EQ(left.x1, p[39].x);
+    EXPECT_FLOAT_EQ(right.x0, p[40].x);
+    EXPECT_EQ(left.leftBound, RunBound::Belt);
+    EXPECT_EQ(left.rightBound, RunBound::Seam);
+    EXPECT_EQ(right.leftBound, RunBound::Seam);
+    EXPECT_EQ(right.rightBound, RunBound::Open);
+    EXPECT_FLOAT_EQ(left.rightH, p[39].h);
+    EXPECT_FLOAT_EQ(right.leftH, p[40].h);
 }

@@ -1,6 +1,7 @@
 // Rendering of the virtual station: where the line falls, which points the laser shadow and the
 // camera's view remove, when an object is first and last seen, and the image forms.
 #include "ScanSim/Renderer.h"
+#include "ScanSim/SceneJson.h"
 #include "ScanSim/Truth.h"
 
 #include <gtest/gtest.h>
@@ -157,6 +158,53 @@ TEST(ScanSimRender, BoxTopIsSeenAtItsHeight) {
     EXPECT_TRUE(s->visible);
     EXPECT_NEAR(st.heightAboveBelt(s->point), 150.0, 1e-6);
     EXPECT_NEAR(s->point.y, 0.0, 1e-6);
+}
+
+TEST(ScanSimRender, ACartonWithRoundedEdgesCurvesDownByItsRadiusTowardsItsSides) {
+    Scene scene = quietScene();
+    SceneObject carton = box(300.0, 200.0, 150.0, 0.0, 100.5);
+    carton.edgeRadius = 8.0;
+    scene.objects = {carton};
+    const CFrameRenderer r(scene);
+    ProfileTrace tr;
+    r.trace(250, tr); // the line lies across the middle of its top
+    int onCurve = 0, onTop = 0;
+    for (int c = 0; c < tr.width; ++c) {
+        const ColumnSample* s = findSample(tr, c, 0);
+        if (s == nullptr) {
+            continue;
+        }
+        const double h = scene.station.heightAboveBelt(s->point);
+        if (h < 150.0 - 8.0) {
+            continue; // a side face
+        }
+        const double u = std::abs(s->point.x) - (100.0 - 8.0); // how far into the rounded edge
+        const double expected = u > 0.0 ? 150.0 - 8.0 + std::sqrt(64.0 - u * u) : 150.0;
+        EXPECT_NEAR(h, expected, 1e-3) << "x " << s->point.x;
+        (u > 0.0 ? onCurve : onTop) += 1;
+    }
+    EXPECT_GE(onCurve, 4); // both rounded edges, at this small camera's column spacing
+    EXPECT_GT(onTop, 20);
+    const ScanTruth truth = computeTruth(r, TimeBase::CameraMs);
+    ASSERT_EQ(truth.objects.size(), 1u);
+    EXPECT_DOUBLE_EQ(truth.objects[0].length, 300.0); // its bounding box, as for a sharp one
+    EXPECT_DOUBLE_EQ(truth.objects[0].width, 200.0);
+    EXPECT_DOUBLE_EQ(truth.objects[0].height, 150.0);
+}
+
+TEST(ScanSimRender, EdgeRadiusIsReadFromTheSceneAndMustFitTheBox) {
+    Scene scene;
+    std::string error;
+    ASSERT_TRUE(parseScene(R"({"objects": [{"kind": "box", "length": 300, "width": 200, "height": 100,
+                                             "edgeRadius": 5}]})",
+                           scene, error))
+        << error;
+    ASSERT_EQ(scene.objects.size(), 1u);
+    EXPECT_DOUBLE_EQ(scene.objects[0].edgeRadius, 5.0);
+    EXPECT_FALSE(
+        parseScene(R"({"objects": [{"kind": "box", "height": 100, "edgeRadius": 51}]})", scene, error));
+    EXPECT_NE(error.find("edgeRadius"), std::string::npos);
+    EXPECT_FALSE(parseScene(R"({"objects": [{"kind": "box", "edgeRadius": -1}]})", scene, error));
 }
 
 TEST(ScanSimRender, LaserShadowBesideABoxLeavesTheBeltUnlit) {

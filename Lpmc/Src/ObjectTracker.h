@@ -8,6 +8,7 @@
 
 #include "BeltHistory.h"
 #include "FrameStore.h"
+#include "SeamAcross.h"
 
 namespace lpmc {
 
@@ -43,12 +44,29 @@ struct TrackedObject {
     // side by side, shadowed or hidden from the camera.
     uint32_t gappedFrames = 0, gapStreak = 0, longestGapStreak = 0;
     uint64_t lastGappedSeq = 0;
-    float lastH = 0.0f; // mean height of its runs' ends in frame lastSeq
+    float lastH = 0.0f;   // mean height of its runs' ends in frame lastSeq
+    float lastY = 0.0f;   // board Y of the line over it in frame lastSeq
+    uint8_t lastPeak = 0; // least mean peak grey of its runs in frame lastSeq
+    // Its ends in frame lastSeq were seams: a groove that parts it from a neighbour.
+    bool leftSeam = false, rightSeam = false;
+    // A seam inside it (a groove between two of its groups): the frame of the last one, where
+    // it lay, in how many frames and in how many in a row.
+    float seamX = 0.0f;
+    uint64_t lastSeamSeq = 0;
+    uint32_t seamFrames = 0, seamStreak = 0;
+    // The objects it was parted from at a seam (ids, -1: none); seamX then holds where the seam
+    // to its right partner lies.
+    int32_t leftPartner = -1, rightPartner = -1;
+    // Its top's height profile by profile along the belt.
+    CSeamAcross seamAcross;
     // Dropouts on a dark surface come and go; the gap between two packages stays.
     bool gapped() const { return longestGapStreak >= 10 && 5 * longestGapStreak >= framesSeen; }
+    // Seams inside it in many profiles, but never long enough in a row to part it in two.
+    bool seamed() const { return seamFrames >= 10 && 5 * seamFrames >= framesSeen; }
     bool sideUnsure() const { return 2 * unsureLeft >= framesSeen || 2 * unsureRight >= framesSeen; }
     bool incomplete() const {
-        return rearHidden || hiddenJoin || joined || frontUnseen || sideUnsure() || gapped();
+        return rearHidden || hiddenJoin || joined || frontUnseen || sideUnsure() || gapped() || seamed() ||
+               seamAcross.seen();
     }
 };
 
@@ -58,6 +76,11 @@ struct TrackerSettings {
     int32_t endFrames = 10;     // frames without a run that complete an object
     int32_t maxFrames = 2000;   // frames an object may span
     double heightStep = 10.0;   // mm: a neighbour this much taller may hide an object's end
+    // What tells a gap that the camera couldn't see from a line lost on a dark surface: camera
+    // 0's centre (board Y, Z; upstream of the line when cameraY is below the line's Y), the
+    // belt's board Z, the height factor, and the peak grey of a line that can't be a dropout.
+    double cameraY = 0.0, cameraZ = 0.0, beltZ = 0.0, heightFactor = 1.0;
+    int32_t strongPeak = 48;
 };
 
 class CObjectTracker {
@@ -90,13 +113,23 @@ private:
         uint32_t firstRun, runCount; // into order_
         float h = 0.0f;              // mean height of its runs' ends
         uint32_t gaps = 0;           // stretches of more than 5 mm without line between its runs
+        float y = 0.0f;              // board Y of the line over it
+        uint8_t peak = 255;          // least mean peak grey of its runs
+        bool leftSeam = false, rightSeam = false;
     };
+    bool hiddenGap(const Group& g, const TrackedObject& o, uint64_t seq) const;
+    bool acrossSeam(const Group& g, const TrackedObject& o) const;
     void mergeInto(TrackedObject& into, const TrackedObject& from);
     bool beltBetween(float x0, float x1) const;
     bool continues(const Group& g, const TrackedObject& o, uint64_t seq) const;
     void noteEnds(const FrameSlot& slot, const Group& g, TrackedObject& o) const;
     void lookBehind(uint64_t seq);
     void relabel(const TrackedObject& from, int32_t id);
+    void noteSeams(const FrameSlot& slot);
+    void keepSeams(FrameSlot& slot) const;
+    bool splitAtSeam(TrackedObject& o, float seamX);
+    void takeRangeOf(TrackedObject& o, const FrameSlot& slot) const;
+    void noteLevels(const FrameSlot& slot);
 
     TrackerSettings s_{};
     CFrameStore* store_ = nullptr;

@@ -15,9 +15,11 @@ struct ProfilePoint {
 };
 
 // What a profile shows beyond the end of a run: the belt, nothing at all up to the end of the
-// view (the laser fan or the view ends there), or another object point. OwnShadow: nothing, but
-// the fan reached well beyond the end and the end's own laser shadow falls past the belt.
-enum class RunBound : uint8_t { Belt, Open, Object, OwnShadow };
+// view (the laser fan or the view ends there), another object point, or a seam: a narrow groove
+// in the surface, such as two cartons with rounded edges leave where they touch. OwnShadow:
+// nothing, but the fan reached well beyond the end and the end's own laser shadow falls past the
+// belt.
+enum class RunBound : uint8_t { Belt, Open, Object, OwnShadow, Seam };
 
 // Neighbouring object points of one camera in one frame.
 struct ProfileRun {
@@ -31,6 +33,7 @@ struct ProfileRun {
     float leftH = 0.0f, rightH = 0.0f;                                // heights of its end points
     float leftNeighbourH = 0.0f, rightNeighbourH = 0.0f;              // of the object point beyond, if any
     uint16_t innerGaps = 0; // stretches of more than 5 mm without line inside the run
+    uint8_t meanPeak = 0;   // mean peak grey of its line (0 where the input carries none)
 };
 
 // A stretch of the profile with no line at all between two belt points: something too tall for
@@ -69,6 +72,10 @@ struct ProfileSettings {
     double maxHeightStep = 10.0; // mm of height between neighbouring points of one run
     double minRunLength = 3.0;   // mm across the belt; shorter runs are noise
     int32_t minRunPoints = 1;    // shorter runs are noise
+    bool splitAtSeams = true;    // a groove across the run ends it (scan_mult_package_flag)
+    // Least mean peak grey of a run whose heights are steady enough to show a groove; a run
+    // without peak levels (a line form without them) is taken as steady.
+    int32_t seamPeak = 48;
 };
 
 struct ProfileOutput {
@@ -89,8 +96,21 @@ struct ProfileOutput {
 };
 
 // Turns line rows (one per image column; negative: no line) into object points and runs and
-// appends them to `out`. Runs beyond its capacity are dropped.
+// appends them to `out`. `peaks` (may be null) holds each column's peak grey. Runs beyond its
+// capacity are dropped.
 void buildProfile(const float* rows, const CTriangulationTable& table, const ProfileSettings& settings,
-                  uint8_t camera, ProfileOutput& out);
+                  uint8_t camera, ProfileOutput& out, const uint8_t* peaks = nullptr);
+
+// Parts a finished run (bounds by board X) into the points before index `at` and those from it
+// on, with a seam between them; `left` gets the part of smaller X.
+void splitRunAt(const ProfilePoint* points, const ProfileRun& run, uint32_t at, ProfileRun& left,
+                ProfileRun& right);
+
+// Where the points [first, first + count) of one run (in column order) hold a seam: the index of
+// the bottom of a groove at most 10 mm wide and at least 2 mm deep below the surface 5 to 15 mm
+// on either side of it, with that surface on both sides. Writes up to `capacity` indices in
+// column order; returns how many.
+uint32_t findSeams(const ProfilePoint* points, uint32_t first, uint32_t count, uint32_t* seams,
+                   uint32_t capacity);
 
 } // namespace lpmc

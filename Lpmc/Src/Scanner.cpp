@@ -115,6 +115,8 @@ int32_t CScanner::setConfig(const LpmcConfig& config) {
         ps.maxHeightStep = s.own.heightStep;
         ps.minRunLength = s.own.minRunLength;
         ps.minRunPoints = std::max(1, s.noiseFactor);
+        ps.splitAtSeams = s.multiPackage;
+        ps.seamPeak = 3 * c.thresh;
         pointsPerFrame += static_cast<uint32_t>(c.region.width);
     }
     const uint32_t slots =
@@ -133,7 +135,9 @@ int32_t CScanner::setConfig(const LpmcConfig& config) {
     ts.joinDistance = s.packageDistance;
     ts.endFrames = s.endFrameNum;
     ts.maxFrames = frameNum_;
-    tracker_.configure(ts, &store_);
+    ts.beltZ = -s.chessboardHeight;
+    ts.heightFactor = models_[0].heightFactor;
+    ts.strongPeak = 3 * s.camera[0].thresh;
     holes_.configure(s.endFrameNum, std::max(3, s.noiseFactor));
     blind_.clear();
     blind_.reserve(CHoleTracker::kMaxOpen);
@@ -147,6 +151,9 @@ int32_t CScanner::setConfig(const LpmcConfig& config) {
                          -(r[2] * t.x + r[5] * t.y + r[8] * t.z)};
     }
     fan_.configure(models_[0], s.own, s.chessboardHeight);
+    ts.cameraY = cameraCentre_.y;
+    ts.cameraZ = cameraCentre_.z;
+    tracker_.configure(ts, &store_);
     FitSettings fs;
     fs.frontFromOcclusion = laserPlaneIsVertical(models_[0]);
     fs.facesFromTilt = !fs.frontFromOcclusion;
@@ -281,7 +288,7 @@ void CScanner::takeProfiles(const LpmcInput& in, FrameSlot& slot) {
         } else {
             copyLineForm(in, i, sizes_[k].width, rows, peaks_[k].get());
         }
-        buildProfile(rows, tables_[k], profile_[k], static_cast<uint8_t>(i), out);
+        buildProfile(rows, tables_[k], profile_[k], static_cast<uint8_t>(i), out, peaks_[k].get());
     }
     slot.pointCount = out.pointCount;
     slot.runCount = out.runCount;
@@ -382,7 +389,6 @@ void CScanner::holdForRear(const Queued& q, const TrackedObject& o) {
 // the newcomer's front (where it was then), the object's top would have shown had it gone on:
 // its rear was seen. Otherwise, or when nothing decides in time, the object is unmeasurable.
 void CScanner::decideRears(uint64_t seq) {
-    const FrameSlot* now = store_.find(seq);
     for (size_t i = 0; i < pending_.size();) {
         PendingRear& p = pending_[i];
         int decided = 0; // 1: rear seen, 2: rear maybe hidden
@@ -392,9 +398,11 @@ void CScanner::decideRears(uint64_t seq) {
             decided = 1;
         }
         const FrameSlot* after = store_.find(p.lastSeq + 1);
+        // Packages that arrived after its last profile, each as it was in its first frame (one
+        // close behind may have come before this object was complete).
         for (const TrackedObject& o : tracker_.open()) {
-            if (decided != 0 || o.firstSeq != seq || o.lastX1 < p.x0 || o.lastX0 > p.x1 || now == nullptr ||
-                after == nullptr) {
+            const FrameSlot* now = o.firstSeq > p.lastSeq ? store_.find(o.firstSeq) : nullptr;
+            if (decided != 0 || o.lastX1 < p.x0 || o.lastX0 > p.x1 || now == nullptr || after == nullptr) {
                 continue;
             }
             const Vec3& c = cameraCentre_;
@@ -406,7 +414,9 @@ void CScanner::decideRears(uint64_t seq) {
             }
             const double s = (p.lineY - frontY) / (p.lineY - c.y);
             const double rayZ = p.topZ + (c.z - p.topZ) * s;
-            decided = rayZ > frontZ + 1.0 ? 1 : 2;
+            // One that came before this frame may clear it; hiding it is left to the belt, which
+            // may still show behind it, or to the deadline.
+            decided = rayZ > frontZ + 1.0 ? 1 : o.firstSeq == seq ? 2 : 0;
         }
         if (decided == 0 && seq >= p.deadline) {
             decided = 2;

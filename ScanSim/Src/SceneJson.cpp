@@ -3,6 +3,7 @@
 #include <rapidjson/document.h>
 #include <rapidjson/error/en.h>
 
+#include <algorithm>
 #include <fstream>
 #include <functional>
 #include <map>
@@ -184,12 +185,17 @@ bool readObjects(const Value& v, Scene& scene, std::string& error) {
             .num("yaw", o.yawDeg)
             .num("gap", o.gap)
             .num("reflectance", o.reflectance)
+            .num("edgeRadius", o.edgeRadius)
             .unsignedInt("shapeSeed", o.shapeSeed);
         if (!m.apply()) {
             return false;
         }
         if (o.length <= 0 || o.width <= 0 || o.height <= 0 || o.diameter <= 0 || o.reflectance < 0) {
             error = "objects[" + std::to_string(i) + "]: sizes must be positive and reflectance not negative";
+            return false;
+        }
+        if (o.edgeRadius < 0 || 2.0 * o.edgeRadius > std::min({o.length, o.width, o.height})) {
+            error = "objects[" + std::to_string(i) + "]: edgeRadius must be 0 to half the smallest side";
             return false;
         }
         scene.objects.push_back(o);

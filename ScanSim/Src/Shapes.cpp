@@ -88,6 +88,99 @@ void castBox(const SceneObject& s, const Local& r, Nearest& best) {
     best.offer(tEnter, n, enterAxis * 2 + (enterSign > 0 ? 1 : 0));
 }
 
+// A box with rounded edges and corners: every point within edgeRadius of the box shrunk by
+// that radius. Its distance function is exact, so marching by it never steps through the
+// surface (sphere tracing).
+struct RoundedBox {
+    double half[3]; // half sides of the shrunk box
+    double centre[3];
+    double radius;
+
+    RoundedBox(const SceneObject& s)
+        : half{s.width / 2.0 - s.edgeRadius, s.length / 2.0 - s.edgeRadius, s.height / 2.0 - s.edgeRadius},
+          centre{0.0, 0.0, s.height / 2.0}, radius(s.edgeRadius) {}
+
+    // Signed distance to the surface; q gets the offsets from the shrunk box per axis.
+    double distance(const double p[3], double q[3]) const {
+        double outside = 0.0, inside = -1e300;
+        for (int a = 0; a < 3; ++a) {
+            q[a] = std::abs(p[a] - centre[a]) - half[a];
+            outside += q[a] > 0.0 ? q[a] * q[a] : 0.0;
+            inside = std::max(inside, q[a]);
+        }
+        return std::sqrt(outside) + std::min(inside, 0.0) - radius;
+    }
+
+    // Outward normal and a surface index: 0..5 for the flat faces (as a sharp box), 6 and above
+    // for the rounded edges and corners.
+    Vec3 normal(const double p[3], const double q[3], int& surface) const {
+        double n[3] = {0.0, 0.0, 0.0};
+        int rounded = 0, code = 0, weight = 1, axis = 0;
+        for (int a = 0; a < 3; ++a, weight *= 3) {
+            const double sign = p[a] >= centre[a] ? 1.0 : -1.0;
+            if (q[a] > 0.0) {
+                n[a] = sign * q[a];
+                ++rounded;
+                code += weight * (sign > 0.0 ? 1 : 2);
+            }
+            axis = q[a] > q[axis] ? a : axis;
+        }
+        const double sign = p[axis] >= centre[axis] ? 1.0 : -1.0;
+        if (rounded <= 1) { // a flat face: the one of the largest offset
+            n[0] = n[1] = n[2] = 0.0;
+            n[axis] = sign;
+            surface = axis * 2 + (sign > 0.0 ? 1 : 0);
+        } else {
+            surface = 6 + code;
+        }
+        return normalized(Vec3{n[0], n[1], n[2]});
+    }
+};
+
+void castRoundedBox(const SceneObject& s, const Local& r, Nearest& best) {
+    const double lo[3] = {-s.width / 2.0, -s.length / 2.0, 0.0};
+    const double hi[3] = {s.width / 2.0, s.length / 2.0, s.height};
+    const double o[3] = {r.o.x, r.o.y, r.o.z};
+    const double d[3] = {r.d.x, r.d.y, r.d.z};
+    double tEnter = best.tMin;
+    double tExit = best.found ? best.hit.t : best.tMax;
+    for (int a = 0; a < 3; ++a) {
+        if (std::abs(d[a]) < 1e-300) {
+            if (o[a] < lo[a] || o[a] > hi[a]) {
+                return;
+            }
+            continue;
+        }
+        const double t0 = (lo[a] - o[a]) / d[a];
+        const double t1 = (hi[a] - o[a]) / d[a];
+        tEnter = std::max(tEnter, std::min(t0, t1));
+        tExit = std::min(tExit, std::max(t0, t1));
+    }
+    if (tEnter > tExit) {
+        return;
+    }
+    const RoundedBox box(s);
+    const double speed = std::max(norm(r.d), 1e-300);
+    const double eps = 1e-6;
+    double t = tEnter;
+    for (int i = 0; i < 400 && t <= tExit; ++i) {
+        const double p[3] = {o[0] + t * d[0], o[1] + t * d[1], o[2] + t * d[2]};
+        double q[3];
+        const double dist = box.distance(p, q);
+        if (dist < eps) {
+            int surface = 0;
+            const Vec3 n = box.normal(p, q, surface);
+            if (dot(n, r.d) < 0.0) {
+                best.offer(std::max(t, std::nextafter(best.tMin, 1e300)), n, surface);
+                return;
+            }
+            t += 0.05 / speed; // leaving the surface it starts on: step off it
+            continue;
+        }
+        t += dist / speed;
+    }
+}
+
 // Circle of radius r in the (a, b) plane of the local frame, bounded along the third axis.
 // axes: index of a, b and the bounded axis in (s, l, h); bOffset shifts b (cylinder lying).
 void castCylinder(const Local& r, int ia, int ib, int ic, double radius, double bOffset, double cLo,
@@ -305,7 +398,11 @@ bool castRay(const ObjectPose& obj, const Vec3& o, const Vec3& d, double tMin, d
     const SceneObject& s = *obj.desc;
     switch (s.kind) {
     case ShapeKind::Box:
-        castBox(s, r, best);
+        if (s.edgeRadius > 0.0) {
+            castRoundedBox(s, r, best);
+        } else {
+            castBox(s, r, best);
+        }
         break;
     case ShapeKind::CylinderLying:
         // circle in (s, h), centred at h = radius, bounded along l

@@ -30,6 +30,9 @@ struct SceneObject {
                              // (or the scan start) to this object's front, mm
     double reflectance = 0.8;
     uint32_t shapeSeed = 1; // the bumps of a Bag
+    // Box: radius of every edge and corner, mm. Real cartons are rounded and crushed along their
+    // edges, so two that touch leave a groove between their tops; 0 is a sharp box.
+    double edgeRadius = 0.0;
 };
 
 // How far the belt moves per frame and how frames are stamped.
