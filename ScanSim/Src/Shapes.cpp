@@ -137,17 +137,19 @@ struct RoundedBox {
     }
 };
 
-void castRoundedBox(const SceneObject& s, const Local& r, Nearest& best) {
+// The part of the ray inside the object's bounding box that can still beat the nearest hit;
+// false if there is none.
+bool clipToBounds(const SceneObject& s, const Local& r, const Nearest& best, double& tEnter, double& tExit) {
     const double lo[3] = {-s.width / 2.0, -s.length / 2.0, 0.0};
     const double hi[3] = {s.width / 2.0, s.length / 2.0, s.height};
     const double o[3] = {r.o.x, r.o.y, r.o.z};
     const double d[3] = {r.d.x, r.d.y, r.d.z};
-    double tEnter = best.tMin;
-    double tExit = best.found ? best.hit.t : best.tMax;
+    tEnter = best.tMin;
+    tExit = best.found ? best.hit.t : best.tMax;
     for (int a = 0; a < 3; ++a) {
         if (std::abs(d[a]) < 1e-300) {
             if (o[a] < lo[a] || o[a] > hi[a]) {
-                return;
+                return false;
             }
             continue;
         }
@@ -156,7 +158,13 @@ void castRoundedBox(const SceneObject& s, const Local& r, Nearest& best) {
         tEnter = std::max(tEnter, std::min(t0, t1));
         tExit = std::min(tExit, std::max(t0, t1));
     }
-    if (tEnter > tExit) {
+    return tEnter <= tExit;
+}
+
+void castRoundedBox(const SceneObject& s, const Local& r, Nearest& best) {
+    double tEnter = 0.0;
+    double tExit = 0.0;
+    if (!clipToBounds(s, r, best, tEnter, tExit)) {
         return;
     }
     const RoundedBox box(s);
@@ -164,7 +172,7 @@ void castRoundedBox(const SceneObject& s, const Local& r, Nearest& best) {
     const double eps = 1e-6;
     double t = tEnter;
     for (int i = 0; i < 400 && t <= tExit; ++i) {
-        const double p[3] = {o[0] + t * d[0], o[1] + t * d[1], o[2] + t * d[2]};
+        const double p[3] = {r.o.x + t * r.d.x, r.o.y + t * r.d.y, r.o.z + t * r.d.z};
         double q[3];
         const double dist = box.distance(p, q);
         if (dist < eps) {
@@ -229,25 +237,9 @@ void castCylinder(const Local& r, int ia, int ib, int ic, double radius, double 
 void castBag(const SceneObject& s, const BagShape& bag, const Local& r, Nearest& best) {
     // Clip the ray to the bounding box, then step down onto the height field; each step is
     // safe because the height changes at most slopeBound mm per mm across the footprint.
-    const double lo[3] = {-s.width / 2.0, -s.length / 2.0, 0.0};
-    const double hi[3] = {s.width / 2.0, s.length / 2.0, s.height};
-    const double o[3] = {r.o.x, r.o.y, r.o.z};
-    const double d[3] = {r.d.x, r.d.y, r.d.z};
-    double tEnter = best.tMin;
-    double tExit = best.found ? best.hit.t : best.tMax;
-    for (int a = 0; a < 3; ++a) {
-        if (std::abs(d[a]) < 1e-300) {
-            if (o[a] < lo[a] || o[a] > hi[a]) {
-                return;
-            }
-            continue;
-        }
-        const double t0 = (lo[a] - o[a]) / d[a];
-        const double t1 = (hi[a] - o[a]) / d[a];
-        tEnter = std::max(tEnter, std::min(t0, t1));
-        tExit = std::min(tExit, std::max(t0, t1));
-    }
-    if (tEnter > tExit) {
+    double tEnter = 0.0;
+    double tExit = 0.0;
+    if (!clipToBounds(s, r, best, tEnter, tExit)) {
         return;
     }
     const double horizontal = std::hypot(r.d.x, r.d.y);

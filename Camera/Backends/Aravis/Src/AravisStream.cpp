@@ -356,32 +356,31 @@ void CAravisStream::release() {
     releaseLocked();
 }
 
+// What one stream has counted so far, added to `total`.
+static void addCounters(const CStreamChannel& channel, StreamCounters& total) {
+    guint64 completed = 0;
+    guint64 failures = 0;
+    guint64 underruns = 0;
+    arv_stream_get_statistics(channel.stream.get(), &completed, &failures, &underruns);
+    total.completed += completed;
+    total.incomplete += channel.sink->incomplete.load();
+    total.skipped += channel.sink->skipped.load();
+}
+
 void CAravisStream::releaseLocked() {
     std::shared_ptr<CStreamChannel> channel;
     channel.swap(channel_);
     if (!channel) {
         return;
     }
-    guint64 completed = 0;
-    guint64 failures = 0;
-    guint64 underruns = 0;
-    arv_stream_get_statistics(channel->stream.get(), &completed, &failures, &underruns);
-    finished_.completed += completed;
-    finished_.incomplete += channel->sink->incomplete.load();
-    finished_.skipped += channel->sink->skipped.load();
+    addCounters(*channel, finished_);
 }
 
 StreamCounters CAravisStream::counters() const {
     std::lock_guard lock(mutex_);
     StreamCounters total = finished_;
     if (channel_) {
-        guint64 completed = 0;
-        guint64 failures = 0;
-        guint64 underruns = 0;
-        arv_stream_get_statistics(channel_->stream.get(), &completed, &failures, &underruns);
-        total.completed += completed;
-        total.incomplete += channel_->sink->incomplete.load();
-        total.skipped += channel_->sink->skipped.load();
+        addCounters(*channel_, total);
     }
     return total;
 }
