@@ -128,6 +128,51 @@ TEST(LpmcBeltCasesTest, ALowBoxWhoseRearATallFollowerHidesIsUnmeasurable) {
     }
 }
 
+// Under a plane leaning 8 degrees upstream, a low box with a taller one 150 mm behind it, 2 mm
+// between profiles.
+ScanSim::Scene lowBeforeTallerUnderATiltedPlane(double tallHeight) {
+    ScanSim::Scene scene = sceneOf({ScanSim::makeBox("low", 300, 250, 100, -40, 0, 150, 0.6),
+                                    ScanSim::makeBox("tall", 350, 300, tallHeight, -20, 0, 150, 0.5)});
+    scene.station = ScanSim::designStation([] {
+        ScanSim::StationDesign d;
+        d.laserTiltDeg = -8.0;
+        return d;
+    }());
+    scene.motion.mmPerFrame = 2.0;
+    return scene;
+}
+
+TEST(LpmcBeltCasesTest, UnderATiltedPlaneALowBoxWhoseRearTheCameraSawOverItsFollowerIsMeasured) {
+    // The last profiles walk down its rear face; the camera's ray to the line at its top height
+    // passes above the 300 mm follower's front, where the follower's own first profile placed it.
+    const SimResult r = runLineForm(lowBeforeTallerUnderATiltedPlane(300.0));
+    ASSERT_TRUE(r.ok) << r.error;
+    EXPECT_TRUE(r.unmeasured.empty());
+    const SimComparison c = compare(r);
+    ASSERT_EQ(c.objects.size(), 2u);
+    for (const SimMatch& m : c.objects) {
+        expectMeasured(m);
+    }
+}
+
+TEST(LpmcBeltCasesTest, UnderATiltedPlaneALowBoxThatATallFollowerPartlyHidesIsUnmeasurable) {
+    // A 600 mm follower stands in the leaning fan above the low box's rear and in the camera's
+    // view of it: what shows of the low box is a part, reported as unmeasurable.
+    const SimResult r = runLineForm(lowBeforeTallerUnderATiltedPlane(600.0));
+    ASSERT_TRUE(r.ok) << r.error;
+    const SimComparison c = compare(r);
+    EXPECT_EQ(c.phantoms, 0);
+    ASSERT_EQ(r.unmeasured.size(), 1u);
+    EXPECT_LT(r.unmeasured[0].length, 300.0f - 20.0f);
+    for (const SimMatch& m : c.objects) {
+        if (m.truth->name == "low") {
+            EXPECT_EQ(m.found, 0);
+        } else {
+            expectMeasured(m);
+        }
+    }
+}
+
 TEST(LpmcBeltCasesTest, ABoxTallerThanTheViewStillGivesAResult) {
     // Its top is above the image: no line shows on it at all, only the belt around it.
     const SimResult r = runLineForm(sceneOf({ScanSim::makeBox("too-tall", 400, 300, 900, 0, 0, 150, 0.6)}));
@@ -139,10 +184,21 @@ TEST(LpmcBeltCasesTest, ABoxTallerThanTheViewStillGivesAResult) {
     EXPECT_EQ(r.unmeasured[0].height, 0.0f);  // no height was seen
 }
 
-TEST(LpmcBeltCasesTest, BoxesSideBySideAcrossAShadowedGapAreNotOneMeasuredBox) {
-    // 10 mm apart, the gap in the laser shadow of the inner box: no belt shows between them.
-    const SimResult r = runLineForm(sceneOf({ScanSim::makeBox("inner", 400, 200, 250, 45, 0, 150, 0.6),
-                                             ScanSim::makeBox("outer", 400, 200, 250, 255, 0, -400, 0.6)}));
+// Two boxes 10 mm apart side by side, the gap in the laser shadow of the inner one: no belt
+// shows between them.
+ScanSim::Scene sideBySideInTheInnerOnesShadow() {
+    return sceneOf({ScanSim::makeBox("inner", 400, 200, 250, 45, 0, 150, 0.6),
+                    ScanSim::makeBox("outer", 400, 200, 250, 255, 0, -400, 0.6)});
+}
+
+TEST(LpmcBeltCasesTest, WithoutTheFansReachBoxesSideBySideAcrossAShadowedGapAreNotOneMeasuredBox) {
+    SimRunOptions o;
+    o.lineForm = true;
+    o.edit = [](LpmcConfig& cfg) {
+        const double unknown = 0.0;
+        std::memcpy(cfg.libraryOwn + LPMC_OWN_FAN_ANGLE, &unknown, sizeof unknown);
+    };
+    const SimResult r = runScene(sideBySideInTheInnerOnesShadow(), o);
     ASSERT_TRUE(r.ok) << r.error;
     EXPECT_TRUE(r.boxes.empty());
     EXPECT_GE(unmeasuredHolding(r, truthOf(r, "inner")), 1);
@@ -165,6 +221,27 @@ TEST(LpmcBeltCasesTest, BoxesSideBySideWithTenMillimetresOfBeltBetweenAreSplit) 
     const SimResult r = runLineForm(sceneOf({ScanSim::makeBox("left", 400, 300, 200, -155, 0, 150, 0.6),
                                              ScanSim::makeBox("right", 400, 300, 200, 155, 0, -400, 0.6)}));
     expectEachMeasuredApart(r, 2);
+}
+
+TEST(LpmcBeltCasesTest, BoxesSideBySideAcrossAGapInTheInnerOnesLaserShadowAreSplit) {
+    // The fan's ray past the inner box's outer top edge lands 22 mm beyond it: the 10 mm without
+    // line is the belt in its shadow, and the outer box's top is lit above the ray.
+    expectEachMeasuredApart(runLineForm(sideBySideInTheInnerOnesShadow()), 2);
+}
+
+TEST(LpmcBeltCasesTest, ADarkStripAlongABoxWiderThanAnyShadowThereNeverPartsIt) {
+    // A black strip 10 mm wide along the top, 20 to 30 mm from the fan's apex across the belt:
+    // the shadow of an edge at its near side would reach only 23 mm out, so the stretch without
+    // line isn't the belt of a gap. One box of full width, or unmeasurable, never two.
+    ScanSim::SceneObject strip = ScanSim::makeBox("strip", 400, 10, 250.3, 25, 0, -400, 0.01);
+    const SimResult r =
+        runLineForm(sceneOf({ScanSim::makeBox("box", 400, 200, 250, 45, 0, 150, 0.6), strip}));
+    ASSERT_TRUE(r.ok) << r.error;
+    ASSERT_LE(r.boxes.size(), 1u);
+    for (const LpmcBox& b : r.boxes) {
+        EXPECT_NEAR(b.width, 200.0f, 2.5f);
+        EXPECT_NEAR(b.length, 400.0f, 2.5f);
+    }
 }
 
 TEST(LpmcBeltCasesTest, BoxesOneBehindTheOtherWithBeltBetweenAreSplit) {

@@ -95,4 +95,22 @@ bool CFanReach::shadowFallsPast(double x, double h, bool rightSide, double beltE
     return rightSide ? landX >= beltEdge - kBeltTolerance : landX <= beltEdge + kBeltTolerance;
 }
 
+bool CFanReach::shadowCovers(double xNear, double hNear, double xFar, double hFar) const {
+    // mm: the far surface may lie this far below the ray, where its edge meets it
+    constexpr double kRayTolerance = 2.0;
+    if (!known_ || (xFar - xNear) * (xNear - apex_.x) <= 0.0) {
+        return false; // the apex isn't on the near side: nothing there casts a shadow over it
+    }
+    const Vec3 nearPoint = boardPoint(xNear, hNear), farPoint = boardPoint(xFar, hFar);
+    const Vec3 v = minus(nearPoint, apex_);
+    if (v.z >= 0.0 || std::fabs(v.x) < 1e-9) {
+        return false;
+    }
+    const double t = (xFar - apex_.x) / v.x;
+    const double rayZ = apex_.z + t * v.z;
+    const double beltZ = -chessboardHeight_;
+    const double tolerance = kRayTolerance / heightFactor_;
+    return rayZ >= beltZ - tolerance && farPoint.z >= rayZ - tolerance;
+}
+
 } // namespace lpmc

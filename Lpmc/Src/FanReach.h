@@ -21,6 +21,13 @@ public:
     // that side), so that nothing could have shown there. Then the end is the object's own.
     bool shadowFallsPast(double x, double h, bool rightSide, double beltEdge) const;
 
+    // A stretch without line across the belt from an object point at board X `xNear`, height
+    // `hNear`, to one at `xFar`, `hFar`, the near one closer to the apex: true when the fan's ray
+    // past the near point stays above the belt's level all the way to the far point and passes
+    // below the far point there. The near surface's laser shadow then covers the stretch, and the
+    // far surface is lit above it: the belt of a narrow gap between two packages lies unlit there.
+    bool shadowCovers(double xNear, double hNear, double xFar, double hFar) const;
+
 private:
     Vec3 boardPoint(double x, double h) const;
 

@@ -38,6 +38,15 @@ bool laserPlaneIsVertical(const CameraModel& m) {
     return std::fabs(nz) <= kSinOneDegree * std::sqrt(nx * nx + ny * ny + nz * nz);
 }
 
+// How far the laser plane moves along the belt (board Y) per mm up (board Z), at any X: 0 for
+// a vertical plane, and for a plane along the belt, which has no place along it.
+double laserPlaneYPerZ(const CameraModel& m) {
+    const auto& r = m.rotation;
+    const auto& p = m.plane;
+    const double ny = r[1] * p[0] + r[4] * p[1] + r[7] * p[2], nz = r[2] * p[0] + r[5] * p[1] + r[8] * p[2];
+    return std::fabs(ny) > 1e-9 * std::fabs(nz) ? -nz / ny : 0.0;
+}
+
 } // namespace
 
 int32_t CScanner::create(const LpmcCreateParam& p) {
@@ -295,6 +304,52 @@ void CScanner::takeProfiles(const LpmcInput& in, FrameSlot& slot) {
     frameHoleCount_ = out.holeCount;
     addEdgeHoles(out);
     markOwnShadows(slot);
+    partShadowedGaps(slot);
+}
+
+// Two surfaces of one profile with a stretch without line between them that the laser shadow of
+// the one nearer the fan's apex covers: the belt of a narrow gap between two packages side by
+// side lies there unlit. They are parted as at a seam, inside a run as between two runs.
+void CScanner::partShadowedGaps(FrameSlot& slot) const {
+    constexpr float kInnerGap = 5.0f; // mm without line worth a look
+    if (!fan_.known() || !settings_.multiPackage) {
+        return;
+    }
+    const ProfilePoint* p = slot.points;
+    const auto shadowed = [&](const ProfilePoint& a, const ProfilePoint& b) {
+        return fan_.shadowCovers(a.x, a.h, b.x, b.h) || fan_.shadowCovers(b.x, b.h, a.x, a.h);
+    };
+    for (uint32_t r = 0; r < slot.runCount; ++r) {
+        ProfileRun& run = slot.runs[r];
+        for (uint32_t i = run.first + 1; i < run.first + run.count; ++i) {
+            if (std::fabs(p[i].x - p[i - 1].x) > kInnerGap && shadowed(p[i - 1], p[i]) &&
+                slot.runCount < store_.runsPerFrame()) {
+                ProfileRun left, right;
+                splitRunAt(p, run, i, left, right);
+                const bool leftHoldsFirst = left.first == run.first;
+                run = leftHoldsFirst ? left : right;
+                slot.runs[slot.runCount++] = leftHoldsFirst ? right : left;
+                break; // the part beyond is looked at in its turn
+            }
+        }
+    }
+    // Neighbouring runs within the join distance.
+    for (uint32_t r = 0; r < slot.runCount; ++r) {
+        ProfileRun& a = slot.runs[r];
+        for (uint32_t k = 0; k < slot.runCount; ++k) {
+            ProfileRun& b = slot.runs[k];
+            const float gap = b.x0 - a.x1;
+            if (k == r || gap <= kInnerGap || gap > static_cast<float>(settings_.packageDistance)) {
+                continue;
+            }
+            const ProfilePoint& aEnd = a.x1 == p[a.first].x ? p[a.first] : p[a.first + a.count - 1];
+            const ProfilePoint& bEnd = b.x0 == p[b.first].x ? p[b.first] : p[b.first + b.count - 1];
+            if (shadowed(aEnd, bEnd)) {
+                a.rightBound = RunBound::Seam;
+                b.leftBound = RunBound::Seam;
+            }
+        }
+    }
 }
 
 // Ends with nothing beyond them that the fan reached well past: their own laser shadow fell
@@ -357,6 +412,25 @@ void CScanner::finishObjects(uint64_t seq) {
     (void)seq;
 }
 
+namespace {
+
+// Board Y of the line over object `id` in `slot`: the mean of its runs' ends (`fallback` when
+// the slot holds none of its runs).
+double lineYOver(const FrameSlot& slot, int32_t id, double fallback) {
+    double ySum = 0.0;
+    uint32_t n = 0;
+    for (uint32_t r = 0; r < slot.runCount; ++r) {
+        const ProfileRun& run = slot.runs[r];
+        if (run.object == id) {
+            ySum += slot.points[run.first].y + slot.points[run.first + run.count - 1].y;
+            n += 2;
+        }
+    }
+    return n > 0 ? ySum / n : fallback;
+}
+
+} // namespace
+
 void CScanner::holdForRear(const Queued& q, const TrackedObject& o) {
     const FrameSlot* last = store_.find(o.lastSeq);
     if (last == nullptr || pending_.size() >= kQueueCapacity) {
@@ -367,17 +441,11 @@ void CScanner::holdForRear(const Queued& q, const TrackedObject& o) {
     p.q = q;
     p.x0 = o.lastX0;
     p.x1 = o.lastX1;
-    double ySum = 0.0;
-    uint32_t n = 0;
-    for (uint32_t r = 0; r < last->runCount; ++r) {
-        const ProfileRun& run = last->runs[r];
-        if (run.object == o.id) {
-            ySum += last->points[run.first].y + last->points[run.first + run.count - 1].y;
-            n += 2;
-        }
-    }
-    p.lineY = n > 0 ? ySum / n : 0.0;
-    p.topZ = o.lastH / models_[0].heightFactor - settings_.chessboardHeight;
+    // The line where it would have crossed the object's top: a tilted plane's last profiles walk
+    // down its rear face, lower and elsewhere along the belt than the top.
+    const double lastZ = o.lastH / models_[0].heightFactor - settings_.chessboardHeight;
+    p.topZ = std::max(lastZ, q.fit.box.height / models_[0].heightFactor - settings_.chessboardHeight);
+    p.lineY = lineYOver(*last, o.id, 0.0) + (p.topZ - lastZ) * laserPlaneYPerZ(models_[0]);
     p.lastSeq = o.lastSeq;
     // Its points must still be in the store when it goes out.
     p.deadline = o.firstSeq + store_.slotCount() - 4;
@@ -406,7 +474,10 @@ void CScanner::decideRears(uint64_t seq) {
                 continue;
             }
             const Vec3& c = cameraCentre_;
-            const double frontY = p.lineY - (now->info.travel[0].y - after->info.travel[0].y);
+            // Its front lay where its first profile did: under a tilted plane the line over its
+            // top lies elsewhere along the belt than over this object's top.
+            const double frontY =
+                lineYOver(*now, o.id, p.lineY) - (now->info.travel[0].y - after->info.travel[0].y);
             const double frontZ = o.lastH / models_[0].heightFactor - settings_.chessboardHeight;
             if (c.y >= p.lineY || frontY >= p.lineY) {
                 decided = 1; // nothing that follows stands between the camera and the line

@@ -57,6 +57,7 @@ private:
     void decideRears(uint64_t seq);
     void addEdgeHoles(const ProfileOutput& out);
     void markOwnShadows(FrameSlot& slot) const;
+    void partShadowedGaps(FrameSlot& slot) const;
     bool emitDue(uint64_t seq) const;
     void emit(LpmcResult& result);
     bool isReportable(const FittedBox& fit) const;
