@@ -431,8 +431,9 @@ TEST(LpmcBeltCasesTest, ABoxWhoseTopHidesTheLineAheadOfItIsStillMeasured) {
     expectMeasured(c.objects[0]);
 }
 
-TEST(LpmcBeltCasesTest, TheLengthAlongTheBeltIsUnbiasedAtCoarseSpacing) {
-    // 4 mm between profiles; lengths a quarter spacing apart put the edges at every phase.
+// 4 mm between profiles; lengths a quarter spacing apart put the edges at every phase, at yaw 0
+// and at yaws of 0.5 to 2 degrees.
+SimResult coarseSpacingPhases() {
     ScanSim::Scene scene = sceneOf({});
     scene.motion.mmPerFrame = 4.0;
     for (int k = 0; k < 8; ++k) {
@@ -443,20 +444,51 @@ TEST(LpmcBeltCasesTest, TheLengthAlongTheBeltIsUnbiasedAtCoarseSpacing) {
         scene.objects.push_back(ScanSim::makeBox("yawed-" + std::to_string(k), 300.0 + 1.1 * k, 200.0, 120.0,
                                                  0, 0.5 + 0.5 * k, 150, 0.6));
     }
-    const SimResult r = runLineForm(scene);
+    return runLineForm(scene);
+}
+
+TEST(LpmcBeltCasesTest, TheLengthAlongTheBeltIsUnbiasedAtCoarseSpacing) {
+    const SimResult r = coarseSpacingPhases();
     ASSERT_TRUE(r.ok) << r.error;
     const SimComparison c = compare(r);
     ASSERT_EQ(c.objects.size(), 12u);
     double sum = 0.0;
+    int measured = 0;
     for (const SimMatch& m : c.objects) {
         SCOPED_TRACE(m.truth->name);
+        if (m.found == 0) {
+            continue; // unmeasurable: see the next test
+        }
         ASSERT_EQ(m.found, 1);
         sum += m.dLength;
-        // An edge that falls between two profiles can be placed no closer than the spacing.
-        EXPECT_LE(std::fabs(m.dLength), 4.0);
+        ++measured;
+        EXPECT_LE(std::fabs(m.dLength), 0.5 * 4.0 + 1.0);
         EXPECT_LE(std::fabs(m.dWidth), 2.5);
     }
-    EXPECT_LE(std::fabs(sum / 12.0), 1.0); // before, about one spacing short at yaw 0
+    ASSERT_GE(measured, 4);                    // at least the turned ones, whose rear many profiles cross
+    EXPECT_LE(std::fabs(sum / measured), 1.0); // before, about one spacing short at yaw 0
+}
+
+TEST(LpmcBeltCasesTest, AtCoarseSpacingABoxWhoseEndsTheProfilesCantPlaceCloselyIsUnmeasurable) {
+    // At yaw 0 under a vertical plane the rear lies somewhere in the step behind the last
+    // profile; where the camera's view of the front narrows it to no more than 2 mm the length is
+    // within 3 mm, elsewhere it may not be: those boxes come as unmeasurable, never as wrong ones.
+    const SimResult r = coarseSpacingPhases();
+    ASSERT_TRUE(r.ok) << r.error;
+    const SimComparison c = compare(r);
+    EXPECT_EQ(c.phantoms, 0);
+    int unmeasurable = 0;
+    for (const SimMatch& m : c.objects) {
+        SCOPED_TRACE(m.truth->name);
+        if (m.found == 0) {
+            EXPECT_EQ(unmeasuredHolding(r, *m.truth), 1);
+            EXPECT_EQ(m.truth->name.rfind("yaw0-", 0), 0u);
+            ++unmeasurable;
+        } else {
+            EXPECT_LE(std::fabs(m.dLength), 0.5 * 4.0 + 1.0);
+        }
+    }
+    EXPECT_GE(unmeasurable, 1);
 }
 
 TEST(LpmcBeltCasesTest, ATiltedLaserThatLightsTheRearFacePlacesTheRearThere) {

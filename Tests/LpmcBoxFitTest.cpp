@@ -20,12 +20,13 @@ struct FlatBoxScan {
     CFrameStore store;
     TrackedObject object;
 
-    FlatBoxScan() {
+    // `spacing` mm of travel between profiles.
+    explicit FlatBoxScan(double spacing = 1.0) {
         EXPECT_TRUE(store.configure(kFrames + 8, 512, 8));
         for (uint64_t seq = 0; seq < kFrames; ++seq) {
             FrameSlot& slot = store.begin(seq);
-            slot.info.travel[0] = {0.0, static_cast<double>(seq)};
-            slot.info.step = {0.0, seq == 0 ? 0.0 : 1.0};
+            slot.info.travel[0] = {0.0, spacing * static_cast<double>(seq)};
+            slot.info.step = {0.0, seq == 0 ? 0.0 : spacing};
             addRun(slot, -100.0f, 201, 200.0f);
         }
         object.id = kObject;
@@ -65,6 +66,23 @@ TEST(LpmcBoxFitTest, AFlatBoxIsMeasuredToHalfASpacingBeyondItsSamples) {
     EXPECT_NEAR(f.box.width, 60.0, 0.01);
     EXPECT_NEAR(f.box.length, 201.0, 0.01);
     EXPECT_NEAR(f.box.height, 200.0, 0.05);
+}
+
+TEST(LpmcBoxFitTest, ALengthThatTheProfilesPlaceWithinHalfTheSpacingPlusOneMillimetreIsSure) {
+    // Front and rear each between two profiles 2 mm apart: the length is within 2 mm either way.
+    FlatBoxScan scan(2.0);
+    const FittedBox f = scan.fit();
+    EXPECT_NEAR(f.box.width, 120.0, 0.01);
+    EXPECT_FALSE(f.lengthUnsure);
+}
+
+TEST(LpmcBoxFitTest, ALengthThatCanBeOffByMoreThanHalfTheSpacingPlusOneMillimetreIsUnsure) {
+    // 4 mm between profiles and nothing narrows either end: front and rear each within 2 mm
+    // either way, so the length may be off by 4 mm, more than the 3 mm a measurement allows.
+    FlatBoxScan scan(4.0);
+    const FittedBox f = scan.fit();
+    EXPECT_NEAR(f.box.length, 240.0, 0.01); // now the longer side
+    EXPECT_TRUE(f.lengthUnsure);
 }
 
 TEST(LpmcBoxFitTest, AShortRunInOneProfileOnlyDoesNotWidenTheFootprint) {

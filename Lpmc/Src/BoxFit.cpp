@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <iterator>
 #include <new>
 
 namespace lpmc {
@@ -17,6 +18,8 @@ constexpr double kFrontDropFraction = 0.1;
 // The front is placed from the occlusion only where it runs straight across the belt: its two
 // ends lie within this many mm of each other along the belt.
 constexpr double kFrontSquareness = 0.25;
+// mm: the least bound on the length's error that counts as a measurement, whatever the spacing.
+constexpr double kLeastLengthLimit = 2.5;
 // Two profiles on one vertical face lie this close along the belt (as a fraction of the step,
 // and at most this many mm), and the outer one at least this much lower.
 constexpr double kFaceAlongFraction = 0.2;
@@ -142,7 +145,7 @@ void CBoxFitter::addEdge(const Point2& in, const Point2& out) {
 // support) and the nearest position known to be off the object. Where a side is crossed by
 // many profiles the two nearly meet; where all samples of a side share one phase (a side along
 // the columns or along the profiles) the edge lands half a spacing beyond the samples.
-Rect2 CBoxFitter::refineEdges(const Rect2& rect) const {
+Rect2 CBoxFitter::refineEdges(const Rect2& rect) {
     const Point2 normals[4] = {
         rect.axisU, {-rect.axisU.x, -rect.axisU.y}, rect.axisV, {-rect.axisV.x, -rect.axisV.y}};
     double support[4], edge[4];
@@ -172,9 +175,8 @@ Rect2 CBoxFitter::refineEdges(const Rect2& rect) const {
         for (size_t i = 0; i < edgeCount_; ++i) {
             const EdgeSample& e = edges_[i];
             const double pin = e.in.x * n.x + e.in.y * n.y, pout = e.out.x * n.x + e.out.y * n.y;
-            const double len = std::hypot(e.out.x - e.in.x, e.out.y - e.in.y);
-            if (pin < support[k] - spacing - 1.0 || pout - pin < 0.05 * len || pout < support[k] - 0.5) {
-                continue; // not at this side, or pointing along it, or off the object inside it
+            if (pin < support[k] - spacing - 1.0 || pout < pin || pout < support[k] - 0.5) {
+                continue; // not at this side, or pointing into the object, or off it inside the side
             }
             const double along = sign * (e.in.x * t.x + e.in.y * t.y);
             if (along < tLo + margin || along > tHi - margin) {
@@ -183,6 +185,8 @@ Rect2 CBoxFitter::refineEdges(const Rect2& rect) const {
             upper = std::fmin(upper, pout);
         }
         edge[k] = upper < 1e299 ? 0.5 * (support[k] + std::fmax(upper, support[k])) : support[k];
+        // How far the side may lie from where it is placed, either way.
+        sideSpread_[k] = upper < 1e299 ? 0.5 * std::fmax(upper - support[k], 0.0) : 0.0;
     }
     Rect2 r = rect;
     r.extentU = edge[0] + edge[1];
@@ -199,7 +203,7 @@ Rect2 CBoxFitter::refineEdges(const Rect2& rect) const {
 // distance before the line. Both bounds together are often much narrower than one step; where
 // they don't meet (the line was lost for another reason) nothing is placed.
 bool CBoxFitter::frontAhead(const TrackedObject& o, const CFrameStore& store, const FirstProfile& front,
-                            double& offset) const {
+                            double& offset, double& spread) const {
     if (o.beltSeenBefore == 0 || o.beltSeenBefore > o.firstSeq || o.firstSeq == 0) {
         return false;
     }
@@ -229,12 +233,15 @@ bool CBoxFitter::frontAhead(const TrackedObject& o, const CFrameStore& store, co
         return false;
     }
     offset = 0.5 * (lo + hi);
+    spread = 0.5 * (hi - lo);
     return true;
 }
 
 // Moves the side facing the travel to `offset` ahead of the first profile, where the side runs
 // straight across the belt; the rear side stays.
-Rect2 CBoxFitter::placeFront(const Rect2& rect, const FirstProfile& front, double offset) const {
+Rect2 CBoxFitter::placeFront(const Rect2& rect, const FirstProfile& front, double offset,
+                             bool& placed) const {
+    placed = false;
     const Point2& u = front.travel;
     const bool alongU = std::fabs(dot(rect.axisU, u)) >= std::fabs(dot(rect.axisV, u));
     const Point2 axis = alongU ? rect.axisU : rect.axisV;
@@ -254,7 +261,29 @@ Rect2 CBoxFitter::placeFront(const Rect2& rect, const FirstProfile& front, doubl
     const double shift = 0.5 * (newFront + rear) - centreAlong;
     r.centre = {rect.centre.x + sign * axis.x * shift, rect.centre.y + sign * axis.y * shift};
     (alongU ? r.extentU : r.extentV) = newFront - rear;
+    placed = true;
     return r;
+}
+
+// The most a length along the belt may be off and still be a measurement: half the profile
+// spacing plus 1 mm, and never less than 2.5 mm.
+double CBoxFitter::lengthLimit(double step) {
+    return std::max(kLeastLengthLimit, 0.5 * step + 1.0);
+}
+
+// How far the length between the front and the rear side (the pair whose normals lie closest to
+// the travel) may be off: the half-widths of the intervals each side was placed in, added. A
+// front placed from the camera's view of it (`frontSpread` not negative) has its own.
+double CBoxFitter::lengthSpread(const Rect2& rect, const Point2& step, double frontSpread) const {
+    const double stepLength = std::hypot(step.x, step.y);
+    const Point2 u{step.x / stepLength, step.y / stepLength};
+    const bool alongU = std::fabs(dot(rect.axisU, u)) >= std::fabs(dot(rect.axisV, u));
+    // Sides 0 and 1 face +axisU and -axisU, 2 and 3 +axisV and -axisV.
+    const int plus = alongU ? 0 : 2;
+    const bool plusFaces = dot(alongU ? rect.axisU : rect.axisV, u) >= 0.0;
+    const double front = frontSpread >= 0.0 ? frontSpread : sideSpread_[plusFaces ? plus : plus + 1];
+    const double rear = sideSpread_[plusFaces ? plus + 1 : plus];
+    return front + rear;
 }
 
 void CBoxFitter::fit(const TrackedObject& object, const CFrameStore& store, FittedBox& out) {
@@ -262,6 +291,7 @@ void CBoxFitter::fit(const TrackedObject& object, const CFrameStore& store, Fitt
     out.object = object;
     candidateCount_ = 0;
     edgeCount_ = 0;
+    std::fill(std::begin(sideSpread_), std::end(sideSpread_), 0.0);
     heights_.clear();
     const FrameSlot* first = store.find(object.firstSeq);
     const FrameSlot* last = store.find(object.lastSeq);
@@ -347,6 +377,7 @@ void CBoxFitter::fit(const TrackedObject& object, const CFrameStore& store, Fitt
     const double frontDrop = std::max(3.0 * s_.heightBand, kFrontDropFraction * height);
     out.object.frontUnseen = object.frontHidden && firstCount > 0 && firstTop < height - frontDrop;
     const double stepLength = std::hypot(step.x, step.y);
+    double frontSpread = -1.0; // where the front was placed from the camera's view of it
     if (s_.edgeCompensation && s_.frontFromOcclusion && hullCount >= 3 && firstCount > 0 &&
         !out.object.frontUnseen && stepLength > 0.0) {
         const double n = firstCount;
@@ -354,10 +385,15 @@ void CBoxFitter::fit(const TrackedObject& object, const CFrameStore& store, Fitt
         front.reported = {front.reported.x / n, front.reported.y / n};
         front.height = std::min(firstTop, height); // the robust top where the first profile reaches it
         front.travel = {step.x / stepLength, step.y / stepLength};
-        double offset = 0.0;
-        if (frontAhead(object, store, front, offset)) {
-            rect = placeFront(rect, front, offset);
+        double offset = 0.0, spread = 0.0;
+        bool placed = false;
+        if (frontAhead(object, store, front, offset, spread)) {
+            rect = placeFront(rect, front, offset, placed);
         }
+        frontSpread = placed ? spread : -1.0;
+    }
+    if (s_.edgeCompensation && hullCount >= 3 && stepLength > 0.0) {
+        out.lengthUnsure = lengthSpread(rect, step, frontSpread) > lengthLimit(stepLength) + 1e-3;
     }
     // The long side becomes axis1, pointing towards +y (or +x when it runs across the belt).
     Point2 long1 = rect.axisU;

@@ -56,6 +56,10 @@ struct FittedBox {
     LpmcBox box{};
     TrackedObject object{};
     double footprintArea = 0.0;
+    // The profiles can't place the front and rear sides closely enough for the length to be
+    // within half the spacing plus 1 mm (or 2.5 mm): a box that lined up with the profiles
+    // between two of them at both ends.
+    bool lengthUnsure = false;
 };
 
 class CBoxFitter {
@@ -82,10 +86,12 @@ private:
     void addCandidate(const Point2& p);
     void addEdge(const Point2& in, const Point2& out);
     void compact();
-    Rect2 refineEdges(const Rect2& rect) const;
+    Rect2 refineEdges(const Rect2& rect);
     bool frontAhead(const TrackedObject& object, const CFrameStore& store, const FirstProfile& front,
-                    double& offset) const;
-    Rect2 placeFront(const Rect2& rect, const FirstProfile& front, double offset) const;
+                    double& offset, double& spread) const;
+    Rect2 placeFront(const Rect2& rect, const FirstProfile& front, double offset, bool& placed) const;
+    static double lengthLimit(double step);
+    double lengthSpread(const Rect2& rect, const Point2& step, double frontSpread) const;
     double integratedVolume(const TrackedObject& object, const CFrameStore& store, const FrameSlot& first,
                             const Point2& centre, const Point2& u, const Point2& v, double lengthU,
                             double lengthV);
@@ -95,6 +101,8 @@ private:
     size_t candidateCount_ = 0;
     std::unique_ptr<EdgeSample[]> edges_;
     size_t edgeCount_ = 0;
+    // Half the width of the interval each side of the last refined rectangle was placed in.
+    double sideSpread_[4] = {0.0, 0.0, 0.0, 0.0};
     CHeightStats heights_;
     std::unique_ptr<float[]> gridSum_;
     std::unique_ptr<uint32_t[]> gridCount_;

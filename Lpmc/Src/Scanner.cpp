@@ -373,7 +373,7 @@ bool CScanner::isReportable(const FittedBox& f) const {
     const ScanSettings& s = settings_;
     const LpmcBox& b = f.box;
     auto within = [](double v, double lo, double hi) { return v >= lo && (hi <= 0.0 || v <= hi); };
-    return !f.object.touchesEdge && !f.object.cutOff && !f.object.incomplete() &&
+    return !f.object.touchesEdge && !f.object.cutOff && !f.object.incomplete() && !f.lengthUnsure &&
            within(b.length, s.minLength, s.maxLength) && within(b.width, s.minWidth, s.maxWidth) &&
            within(b.height, s.minHeight, s.maxHeight);
 }
