@@ -469,6 +469,24 @@ TEST(LpmcBeltCasesTest, TheLengthAlongTheBeltIsUnbiasedAtCoarseSpacing) {
     EXPECT_LE(std::fabs(sum / measured), 1.0); // before, about one spacing short at yaw 0
 }
 
+TEST(LpmcBeltCasesTest, AtCoarseSpacingTheProfilesThatCrossTheEndsOfATurnedBoxPinThem) {
+    // Turned by 1 to 2 degrees, front and rear run 3.5 to 7 mm along the belt over the box's
+    // width: a profile crosses each, and its run's end there places the side to a fraction of a
+    // column, though the next column runs nearly along it.
+    const SimResult r = coarseSpacingPhases();
+    ASSERT_TRUE(r.ok) << r.error;
+    int turned = 0;
+    for (const SimMatch& m : compare(r).objects) {
+        if (m.truth->name == "yawed-1" || m.truth->name == "yawed-2" || m.truth->name == "yawed-3") {
+            SCOPED_TRACE(m.truth->name);
+            ASSERT_EQ(m.found, 1);
+            EXPECT_LE(std::fabs(m.dLength), 0.5);
+            ++turned;
+        }
+    }
+    EXPECT_EQ(turned, 3);
+}
+
 TEST(LpmcBeltCasesTest, AtCoarseSpacingABoxWhoseEndsTheProfilesCantPlaceCloselyIsUnmeasurable) {
     // At yaw 0 under a vertical plane the rear lies somewhere in the step behind the last
     // profile; where the camera's view of the front narrows it to no more than 2 mm the length is
