@@ -18,6 +18,7 @@ struct Options {
     uint32_t packetSize = 9000;
     uint32_t durationSeconds = 0; // 0: until SIGINT or SIGTERM
     std::string readyFile;        // written once the camera answers on the network
+    std::string statsFile;        // written when the camera stops: what it sent, its CPU time
     bool help = false;
 };
 

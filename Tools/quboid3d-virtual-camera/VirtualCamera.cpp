@@ -101,7 +101,7 @@ bool CVirtualCamera::start(const Options& options, std::string& error) {
     if (!loadScene(options, error)) {
         return false;
     }
-    frames_ = std::make_unique<CSceneFrames>(scene_, framesPerSecond_, options.ringFrames);
+    frames_ = std::make_unique<CSceneFrames>(scene_, framesPerSecond_, options.ringFrames, options.mono4p);
     xmlPath_ =
         (fs::temp_directory_path() / ("quboid3d-virtual-camera-" + std::to_string(::getpid()) + ".xml"))
             .string();
@@ -177,6 +177,7 @@ void CVirtualCamera::fillBuffer(ArvBuffer* buffer, ArvPixelFormat format) {
     lastBuffer_ = buffer;
     lastTimestamp_ = timestamp;
     frames_->fill(timestamp, mono4p, bytes, payload);
+    ++framesSent_; // the server sends every buffer it has had filled
 }
 
 } // namespace quboid3d::virtualcamera
