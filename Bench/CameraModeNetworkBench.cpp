@@ -28,6 +28,7 @@
 #include <vector>
 
 #include <benchmark/benchmark.h>
+#include <stdlib.h>
 
 #include "Network/VirtualCameraProcess.h"
 #include "Orvia/GenICam/StreamSource.h"
@@ -293,7 +294,14 @@ bool measureOverLoopback(int64_t framesPerSecond, bool mono4p, double seconds, N
     return true;
 }
 
+// The machine's load over the last minute as a run ends: figures on a shared machine follow it.
+void reportLoad(benchmark::State& state) {
+    double load[1] = {0.0};
+    state.counters["load1"] = getloadavg(load, 1) == 1 ? load[0] : -1.0;
+}
+
 void reportRun(benchmark::State& state, const NetworkRun& run, bool paced) {
+    reportLoad(state);
     state.counters["sent"] = run.sent;
     state.counters["processed"] = run.processed;
     state.counters["lost"] = run.lost;
@@ -459,6 +467,7 @@ void reportRounds(benchmark::State& state, const std::vector<LossRound>& rounds)
         back.push_back(round.backMs);
         measuring.push_back(round.measuringMs);
     }
+    reportLoad(state);
     state.counters["rounds"] = static_cast<double>(rounds.size());
     state.counters["status1_median_ms"] = medianOf(lost);
     state.counters["status1_worst_ms"] = worstOf(lost);
