@@ -46,6 +46,15 @@ bool writeText(ArvFakeCamera* camera, guint32 address, const std::string& text, 
     return arv_fake_camera_write_memory(camera, address, size, field.data());
 }
 
+std::string genicamXml(const Options& options) {
+    std::string xml = kGenicamXml;
+    const auto end = xml.rfind("</RegisterDescription>");
+    if (options.chunks && end != std::string::npos) {
+        xml.insert(end, kChunkFeaturesXml);
+    }
+    return xml;
+}
+
 } // namespace
 
 CVirtualCamera::~CVirtualCamera() {
@@ -105,7 +114,7 @@ bool CVirtualCamera::start(const Options& options, std::string& error) {
     xmlPath_ =
         (fs::temp_directory_path() / ("quboid3d-virtual-camera-" + std::to_string(::getpid()) + ".xml"))
             .string();
-    std::ofstream(xmlPath_) << kGenicamXml;
+    std::ofstream(xmlPath_) << genicamXml(options);
     server_ = arv_gv_fake_camera_new_full(options.address.c_str(), options.serial.c_str(), xmlPath_.c_str());
     if (!server_ || !arv_gv_fake_camera_is_running(server_)) {
         error = "the fake-camera server does not run on " + options.address + " (address taken?)";
