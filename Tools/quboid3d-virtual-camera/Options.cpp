@@ -22,11 +22,15 @@ bool isLoopback(const std::string& address) {
 const char* usageText() {
     return "usage: quboid3d-virtual-camera [--address 127.0.0.x] [--serial S] [--vendor V] [--model M]\n"
            "       [--scene scene.json] [--mono4p] [--fps R] [--ring N] [--packet-size N] [--duration S]\n"
-           "       [--ready-file PATH]\n"
+           "       [--ready-file PATH] [--stats-file PATH] [--chunks]\n"
            "Serves a GigE Vision laser camera on a loopback address with frames of the virtual\n"
            "station, free-running at R frames per second or on software trigger, and the\n"
            "station's calibration in its private data area. --ring N renders N frames ahead and\n"
-           "serves them round (for high rates); otherwise each frame is rendered when it is sent.\n";
+           "serves them round (for high rates); otherwise each frame is rendered when it is sent.\n"
+           "--stats-file PATH: on stopping, the frames sent, the frame periods the belt moved\n"
+           "and the process's CPU seconds since it began serving, one \"name value\" per line.\n"
+           "--chunks: the description names the chunks FrameCounter and ExposureTime (ids A001 and\n"
+           "A002); the server sends no chunk data itself.\n";
 }
 
 bool parseOptions(int argc, char** argv, Options& options, std::string& error) {
@@ -38,6 +42,10 @@ bool parseOptions(int argc, char** argv, Options& options, std::string& error) {
         }
         if (name == "--mono4p") {
             options.mono4p = true;
+            continue;
+        }
+        if (name == "--chunks") {
+            options.chunks = true;
             continue;
         }
         if (i + 1 >= argc) {
@@ -58,6 +66,8 @@ bool parseOptions(int argc, char** argv, Options& options, std::string& error) {
             options.scenePath = value;
         } else if (name == "--ready-file") {
             options.readyFile = value;
+        } else if (name == "--stats-file") {
+            options.statsFile = value;
         } else if (name == "--fps" && parseNumber(value, number)) {
             options.framesPerSecond = number;
         } else if (name == "--packet-size" && parseNumber(value, number) && number >= 576 &&

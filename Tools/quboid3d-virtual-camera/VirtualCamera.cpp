@@ -46,6 +46,15 @@ bool writeText(ArvFakeCamera* camera, guint32 address, const std::string& text, 
     return arv_fake_camera_write_memory(camera, address, size, field.data());
 }
 
+std::string genicamXml(const Options& options) {
+    std::string xml = kGenicamXml;
+    const auto end = xml.rfind("</RegisterDescription>");
+    if (options.chunks && end != std::string::npos) {
+        xml.insert(end, kChunkFeaturesXml);
+    }
+    return xml;
+}
+
 } // namespace
 
 CVirtualCamera::~CVirtualCamera() {
@@ -101,11 +110,11 @@ bool CVirtualCamera::start(const Options& options, std::string& error) {
     if (!loadScene(options, error)) {
         return false;
     }
-    frames_ = std::make_unique<CSceneFrames>(scene_, framesPerSecond_, options.ringFrames);
+    frames_ = std::make_unique<CSceneFrames>(scene_, framesPerSecond_, options.ringFrames, options.mono4p);
     xmlPath_ =
         (fs::temp_directory_path() / ("quboid3d-virtual-camera-" + std::to_string(::getpid()) + ".xml"))
             .string();
-    std::ofstream(xmlPath_) << kGenicamXml;
+    std::ofstream(xmlPath_) << genicamXml(options);
     server_ = arv_gv_fake_camera_new_full(options.address.c_str(), options.serial.c_str(), xmlPath_.c_str());
     if (!server_ || !arv_gv_fake_camera_is_running(server_)) {
         error = "the fake-camera server does not run on " + options.address + " (address taken?)";
@@ -177,6 +186,7 @@ void CVirtualCamera::fillBuffer(ArvBuffer* buffer, ArvPixelFormat format) {
     lastBuffer_ = buffer;
     lastTimestamp_ = timestamp;
     frames_->fill(timestamp, mono4p, bytes, payload);
+    ++framesSent_; // the server sends every buffer it has had filled
 }
 
 } // namespace quboid3d::virtualcamera

@@ -25,6 +25,9 @@ public:
     bool start(const Options& options, std::string& error);
     void stop();
     std::string description() const;
+    // What the server's thread did; read once stop() has joined it.
+    uint64_t framesSent() const { return framesSent_; }
+    uint64_t periodsShown() const { return frames_ ? frames_->periodsShown() : 0; }
 
 private:
     static void fill(ArvBuffer* buffer, void* self, guint32 exposureUs, guint32 gain, ArvPixelFormat format);
@@ -45,6 +48,7 @@ private:
     const ArvBuffer* lastBuffer_ = nullptr;
     bool serverThreadRaised_ = false;
     uint64_t lastTimestamp_ = 0;
+    uint64_t framesSent_ = 0;
 };
 
 } // namespace quboid3d::virtualcamera
