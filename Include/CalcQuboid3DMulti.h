@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "BoxDims.h"
+#include "FrameLossTracker.h"
 #include "Lpmc.h"
 #include "Orvia/GenICam/Frame.h"
 #include "Orvia/Memory/SharedPtr.h"
@@ -76,6 +77,8 @@ public:
 private:
     // The images that converted camera frames are unpacked into, one per slot, kept between passes.
     Memory::TSharedPtr<VsImage> frameImages[LPMC_MAX_CAMERAS];
+    // Which frames of each camera were lost on the way, by their numbers.
+    CFrameLossTracker frameLosses[LPMC_MAX_CAMERAS];
     // Set by the last step of initialize, cleared by release.
     bool initialized = false;
     bool notInitializedReported = false;
@@ -100,6 +103,8 @@ private:
     bool fetchPass(FetchSlot& fetchSlot, const char* failedLine, PassObjects& pass);
     bool fetchCameraSlot(std::uint32_t i, const std::vector<Memory::TSharedPtr<CMvCamera>>& cameras,
                          PassObjects& pass, bool& connected);
+    // Tells the library, through input.missingFrames, of frames of camera `slot` lost before `frame`.
+    void noteLostFrames(std::uint32_t slot, const GenICam::CFrame& frame);
 };
 
 } // namespace Orvia::VisionSystem

@@ -373,6 +373,7 @@ bool CCalcQuboid3DMulti::runPasses(FetchSlot& fetchSlot, const char* failedLine,
             continue;
         }
         ret = lpmcProcess(handle, &input, &result);
+        input.missingFrames = 0; // a loss is told once
         if (ret != 0) {
             VS_LOG_WARN(kChannel, kProcessFn, "lpmcProcess run result is not 0. ret[%d]\n", ret);
             break;
@@ -420,17 +421,46 @@ bool CCalcQuboid3DMulti::fetchCameraSlot(std::uint32_t i,
     const auto camera = i < cameras.size() ? cameras[i] : nullptr;
     if (!camera)
         return false;
+    bool fetched = false;
     if (camera->cameraType == CameraTypeAI) {
         input.imageType[i] = LPMC_IMAGE_LINE;
-        return getPipelineResult(static_cast<int>(i), pass.frames[i], camera, connected);
+        fetched = getPipelineResult(static_cast<int>(i), pass.frames[i], camera, connected);
+    } else {
+        input.imageType[i] = LPMC_IMAGE_MONO8;
+        // The slot's image outlives the pass, so its buffer serves every converted frame.
+        if (!frameImages[i])
+            frameImages[i] = std::make_shared<VsImage>();
+        pass.images[i] = frameImages[i];
+        fetched = getCameraImage(pass.frames[i], camera, input.image[i], connected, input.timestamp[i],
+                                 pass.images[i]);
     }
-    input.imageType[i] = LPMC_IMAGE_MONO8;
-    // The slot's image outlives the pass, so its buffer serves every converted frame.
-    if (!frameImages[i])
-        frameImages[i] = std::make_shared<VsImage>();
-    pass.images[i] = frameImages[i];
-    return getCameraImage(pass.frames[i], camera, input.image[i], connected, input.timestamp[i],
-                          pass.images[i]);
+    // Every camera is rebuilt after a loss, so each one's next frame follows an outage.
+    if (!connected)
+        for (auto& losses : frameLosses)
+            losses.cameraLost();
+    if (fetched)
+        noteLostFrames(i, pass.frames[i]);
+    return fetched;
+}
+
+// A frame refused for its format counts as lost too: the library never saw it.
+void CCalcQuboid3DMulti::noteLostFrames(std::uint32_t slot, const GenICam::CFrame& frame) {
+    const std::uint64_t frameId = frame.getFrameId();
+    const std::int32_t missing = frameLosses[slot].take(frameId);
+    if (missing == 0)
+        return;
+    if (missing == LPMC_FRAMES_RESTARTED) {
+        VS_LOG_INFO(kChannel, kProcessFn,
+                    "Camera[%d] frames start over at frame id[%llu], the objects in scan are unmeasurable.\n",
+                    static_cast<int>(slot), static_cast<unsigned long long>(frameId));
+        input.missingFrames = LPMC_FRAMES_RESTARTED;
+        return;
+    }
+    VS_LOG_WARN(kChannel, kProcessFn,
+                "Camera[%d] lost %d frames before frame id[%llu], the objects in scan are unmeasurable.\n",
+                static_cast<int>(slot), missing, static_cast<unsigned long long>(frameId));
+    if (input.missingFrames != LPMC_FRAMES_RESTARTED)
+        input.missingFrames = std::max(input.missingFrames, missing);
 }
 
 // A frame that didn't come: -3 means the camera is gone, anything else just a missed frame.

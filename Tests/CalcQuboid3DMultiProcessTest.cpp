@@ -146,6 +146,7 @@ TEST_F(CalcProcessTest, EachFrameIsDescribedAsAStoredImage) {
     EXPECT_EQ(in.desc.region.height, 32);
     EXPECT_EQ(in.pixels.size(), 32u);
     EXPECT_EQ(in.input.image[0], calc.input.image[0]);
+    EXPECT_EQ(in.input.missingFrames, 0); // stored images are never lost on the way
 }
 
 TEST_F(CalcProcessTest, ImageThatFailsIsLoggedAndTheNextOneIsTried) {

@@ -8,6 +8,8 @@ quboid3d_add_test(MvCameraTest SOURCES MvCameraTest.cpp LIBS Quboid3DSdkCore Qub
 # The cases with site patterns run in child processes (death tests, left to the AddressSanitizer run).
 quboid3d_add_test(CameraManagerTest SOURCES CameraManagerTest.cpp LIBS Quboid3DSdkCore Quboid3DCameraSim Threads::Threads
                   LABELS threading)
+# Frames lost on the way, told from their numbers.
+quboid3d_add_test(FrameLossTrackerTest SOURCES FrameLossTrackerTest.cpp LIBS Quboid3DSdkCore LpmcStub)
 # The camera form of the calculator's process, on simulated cameras and the scripted library.
 quboid3d_add_test(CameraIntakeTest SOURCES CameraIntakeTest.cpp LIBS Quboid3DSdkCore LpmcStub Quboid3DCameraSim
                   Threads::Threads)

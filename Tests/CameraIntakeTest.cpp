@@ -225,6 +225,55 @@ TEST_F(CameraIntakeTest, FramesAreFedPassAfterPassUntilAResult) {
         EXPECT_DOUBLE_EQ(received.inputs[static_cast<std::size_t>(i)].input.timestamp[0], i);
 }
 
+TEST_F(CameraIntakeTest, FramesLostOnTheWayAreToldToTheLibraryOnceWithAWarning) {
+    makeCamera(CameraTypeGige);
+    Orvia::Sim::SimFaults faults;
+    faults.loseFramesFrom = 1;
+    faults.loseFrameCount = 3;
+    plugged.sim->setFaults(faults);
+    for (int i = 0; i < 6; ++i)
+        frames->pushMono8(8, 4, static_cast<std::uint64_t>(i) * 1'000'000);
+    ASSERT_EQ(plugged.sim->emitFrames(3), 3u); // ids 0, 4 and 5
+    resultAtPass(3);
+    EXPECT_TRUE(runProcess());
+    const auto received = stub::received();
+    ASSERT_EQ(received.inputs.size(), 3u);
+    EXPECT_EQ(received.inputs[0].input.missingFrames, 0);
+    EXPECT_EQ(received.inputs[1].input.missingFrames, 3);
+    EXPECT_EQ(received.inputs[2].input.missingFrames, 0);
+    EXPECT_EQ(
+        log.count(OVP_LOG_WARN, "Volume", kProcessFn,
+                  "Camera[0] lost 3 frames before frame id[4], the objects in scan are unmeasurable.\n"),
+        1);
+    EXPECT_EQ(calc.input.missingFrames, 0);
+}
+
+TEST_F(CameraIntakeTest, TheFirstFrameAfterTheCameraWasLostIsARestart) {
+    makeCamera(CameraTypeGige);
+    frames->pushMono8(8, 4, 0);
+    ASSERT_EQ(plugged.sim->emitFrames(1), 1u);
+    resultAtPass(1);
+    EXPECT_TRUE(runProcess());
+    plugged.sim->unplug();
+    EXPECT_TRUE(runProcess());
+    ASSERT_FALSE(connected);
+    plugged.sim->replug();
+    camera->close();
+    ASSERT_EQ(camera->open(nullptr), 0);
+    ASSERT_EQ(camera->startGrabbing(), 0);
+    frames->pushMono8(8, 4, 0);
+    ASSERT_EQ(plugged.sim->emitFrames(1), 1u);
+    resultAtPass(1);
+    EXPECT_TRUE(runProcess());
+    const auto received = stub::received();
+    ASSERT_EQ(received.inputs.size(), 2u);
+    EXPECT_EQ(received.inputs[0].input.missingFrames, 0);
+    EXPECT_EQ(received.inputs[1].input.missingFrames, LPMC_FRAMES_RESTARTED);
+    EXPECT_TRUE(
+        log.has(OVP_LOG_INFO, "Volume", kProcessFn,
+                "Camera[0] frames start over at frame id[0], the objects in scan are unmeasurable.\n"));
+}
+
 class FrameImageTest : public CameraIntakeTest {};
 
 TEST_F(FrameImageTest, Mono8IsCopiedAndOtherFormatsGiveAnEmptyImage) {

@@ -146,6 +146,59 @@ TEST(CameraStreamTest, FullPoolDropsTheOldestWhenTheDeviceSaysSo) {
     EXPECT_EQ(fetchTimestamps(*s.stream, 10), (std::vector<uint64_t>{106, 107, 108, 109}));
 }
 
+std::vector<uint64_t> fetchIds(IStreamSource& stream, int count) {
+    std::vector<uint64_t> ids;
+    for (int i = 0; i < count; ++i) {
+        CFrame frame;
+        if (!stream.getFrame(frame, 0)) {
+            break;
+        }
+        ids.push_back(frame.getFrameId());
+    }
+    return ids;
+}
+
+TEST(CameraStreamTest, FramesDroppedByAFullPoolLeaveAHoleInTheIds) {
+    auto s = startStream("ST2H", 2);
+    queueFrames(*s.frames, 100, 6);
+    EXPECT_EQ(s.plugged.sim->emitFrames(4), 2u); // ids 2 and 3 find no buffer
+    EXPECT_EQ(fetchIds(*s.stream, 2), (std::vector<uint64_t>{0, 1}));
+    EXPECT_EQ(s.plugged.sim->emitFrames(2), 2u);
+    EXPECT_EQ(fetchIds(*s.stream, 2), (std::vector<uint64_t>{4, 5}));
+}
+
+TEST(CameraStreamTest, FramesLostOnTheWayUseUpTheirIdsAndCountAsDropped) {
+    auto s = startStream("ST2L", 16);
+    SimFaults faults;
+    faults.loseFramesFrom = 2;
+    faults.loseFrameCount = 3;
+    s.plugged.sim->setFaults(faults);
+    queueFrames(*s.frames, 100, 8);
+    EXPECT_EQ(s.plugged.sim->emitFrames(3), 3u); // the third is made after the three lost
+    EXPECT_EQ(fetchTimestamps(*s.stream, 8), (std::vector<uint64_t>{100, 101, 105}));
+    EXPECT_EQ(s.stream->getDroppedFrameCount(), 3u);
+    EXPECT_EQ(s.plugged.sim->streamCounters().lost, 3u);
+    EXPECT_EQ(s.plugged.sim->emitFrames(2), 2u);
+    EXPECT_EQ(fetchIds(*s.stream, 8), (std::vector<uint64_t>{6, 7}));
+}
+
+TEST(CameraStreamTest, OnDemandFetchAfterLostFramesGetsTheNextOneAtOnce) {
+    auto s = startStream("ST2D", 2);
+    s.plugged.sim->setDeliveryMode(DeliveryMode::OnDemand);
+    SimFaults faults;
+    faults.loseFramesFrom = 1;
+    faults.loseFrameCount = 4;
+    s.plugged.sim->setFaults(faults);
+    queueFrames(*s.frames, 0, 10);
+    std::vector<uint64_t> ids;
+    for (int i = 0; i < 3; ++i) {
+        CFrame frame;
+        ASSERT_TRUE(s.stream->getFrame(frame, 1000));
+        ids.push_back(frame.getFrameId());
+    }
+    EXPECT_EQ(ids, (std::vector<uint64_t>{0, 5, 6}));
+}
+
 TEST(CameraStreamTest, FramesHeldByConsumersOccupyBuffers) {
     auto s = startStream("ST4", 2);
     queueFrames(*s.frames, 0, 6);

@@ -57,6 +57,7 @@ constexpr const char* kSiteFile = "CameraReconnectTimeout=1000\n";
 
 struct TrueBox {
     double length, width, height;
+    int firstFrame, lastFrame; // the frames of the scene that show it
 };
 
 std::vector<TrueBox> loadTruth() {
@@ -69,7 +70,8 @@ std::vector<TrueBox> loadTruth() {
     if (doc.HasParseError() || !doc.IsObject())
         return boxes;
     for (const auto& o : doc["objects"].GetArray())
-        boxes.push_back({o["length"].GetDouble(), o["width"].GetDouble(), o["height"].GetDouble()});
+        boxes.push_back({o["length"].GetDouble(), o["width"].GetDouble(), o["height"].GetDouble(),
+                         o["firstFrame"].GetInt(), o["lastFrame"].GetInt()});
     return boxes;
 }
 
@@ -315,6 +317,33 @@ TEST_F(EndToEndCameraTest, Mono8OnTheEncoderLineIsMeasuredWithinTheAccuracyGoal)
                            [](const auto& w) { return w.name == "TriggerMode" && w.value == "On"; }),
               writes.end())
         << "run opened the hardware trigger";
+}
+
+TEST_F(EndToEndCameraTest, FramesLostInTheMiddleOfABoxMakeItUnmeasurableAndTheOtherBoxIsMeasured) {
+    plug(ScanSimForm::Mono8);
+    // Frame ids count the scene's frames from 0: lose ten in the middle of the first box.
+    constexpr int kLost = 10;
+    const int lostFrom = (truth[0].firstFrame + truth[0].lastFrame) / 2;
+    Orvia::Sim::SimFaults faults;
+    faults.loseFramesFrom = static_cast<std::uint64_t>(lostFrom);
+    faults.loseFrameCount = kLost;
+    camera->setFaults(faults);
+    start();
+    passScene(0);
+    ASSERT_EQ(vslbQuboid3DStop(handle), VSLB_OK);
+    EXPECT_EQ(camera->streamCounters().lost, static_cast<std::uint64_t>(kLost));
+    EXPECT_EQ(log.withText("Camera[0] lost 10 frames before frame id[" + std::to_string(lostFrom + kLost) +
+                           "], the objects in scan are unmeasurable.\n")
+                  .size(),
+              1u);
+    std::lock_guard lock(received.mutex);
+    ASSERT_EQ(received.boxes.size(), truth.size()) << "one result per box, none doubled";
+    EXPECT_EQ(received.boxes[0].detailed, 0) << "the box scanned across the loss is unmeasurable";
+    const VslbVolumeResult& whole = received.boxes[1];
+    EXPECT_EQ(whole.detailed, 1);
+    EXPECT_NEAR(whole.length, truth[1].length, kToleranceMm);
+    EXPECT_NEAR(whole.width, truth[1].width, kToleranceMm);
+    EXPECT_NEAR(whole.height, truth[1].height, kToleranceMm);
 }
 
 TEST_F(EndToEndCameraTest, CameraPutBackIsMeasuredAgainAtOnce) {

@@ -3,6 +3,7 @@
 # of ScanSim scans against their truth. LpmcTestSupport comes from Tests/LpmcSupport/.
 
 quboid3d_add_test(LpmcScannerTest SOURCES LpmcScannerTest.cpp LIBS LaserPlaneMultCameras64 LpmcTestSupport)
+quboid3d_add_test(LpmcLostFramesTest SOURCES LpmcLostFramesTest.cpp LIBS LaserPlaneMultCameras64 LpmcTestSupport)
 quboid3d_add_test(LpmcLineExtractionTest SOURCES LpmcLineExtractionTest.cpp LIBS LpmcCore LpmcTestSupport)
 quboid3d_add_test(LpmcTriangulationTest SOURCES LpmcTriangulationTest.cpp LIBS LpmcCore LpmcTestSupport)
 quboid3d_add_test(LpmcConfigTest SOURCES LpmcConfigTest.cpp LIBS LpmcCore)

@@ -54,6 +54,10 @@ enum {
     LPMC_IMAGE_MONO8 = 3 /* a plain 8-bit image: LpmcImageDesc.pixels */
 };
 
+/* LpmcInput.missingFrames: the source started over (a camera reconnected, a stream restarted):
+ * an unknown number of frame sets were lost, and the timestamps may start again anywhere. */
+#define LPMC_FRAMES_RESTARTED (-1)
+
 /* LpmcResult.resultState */
 enum {
     LPMC_STATE_NONE = 0,      /* nothing yet: feed the next frame */
@@ -172,7 +176,11 @@ typedef struct LpmcImageDesc {
 
 typedef struct LpmcInput {
     int32_t imageType[LPMC_MAX_CAMERAS];
-    int32_t gap0;
+    /* Frame sets lost just before this one: 0 none (always 0 for stored images), N > 0 that
+     * many with the clock running on, or LPMC_FRAMES_RESTARTED. Every object being scanned
+     * across the loss, or starting in this frame set, is reported unmeasurable (resultState 2);
+     * objects that start later are measured as usual. Anything below -1 is LPMC_ERR_INPUT. */
+    int32_t missingFrames;
     LpmcImageDesc* image[LPMC_MAX_CAMERAS];
     double timestamp[LPMC_MAX_CAMERAS];
     int32_t pipelineCount[LPMC_MAX_CAMERAS];
@@ -316,7 +324,7 @@ LPMC_STATIC_ASSERT(offsetof(LpmcImageDesc, unused) == 40, desc_unused);
 
 LPMC_STATIC_ASSERT(sizeof(LpmcInput) == 128, input_size);
 LPMC_STATIC_ASSERT(offsetof(LpmcInput, imageType) == 0, input_imageType);
-LPMC_STATIC_ASSERT(offsetof(LpmcInput, gap0) == 12, input_gap0);
+LPMC_STATIC_ASSERT(offsetof(LpmcInput, missingFrames) == 12, input_missingFrames);
 LPMC_STATIC_ASSERT(offsetof(LpmcInput, image) == 16, input_image);
 LPMC_STATIC_ASSERT(offsetof(LpmcInput, timestamp) == 40, input_timestamp);
 LPMC_STATIC_ASSERT(offsetof(LpmcInput, pipelineCount) == 64, input_pipelineCount);

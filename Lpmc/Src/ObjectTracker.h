@@ -23,6 +23,7 @@ struct TrackedObject {
     uint64_t pointCount = 0;
     bool touchesEdge = false; // some run reached the side of the view
     bool cutOff = false;      // completed because it spanned scan_frame_num frames
+    bool framesLost = false;  // frames were lost while it was scanned (LpmcInput.missingFrames)
     // Why what was seen may not be the whole object (each makes it unmeasurable):
     bool beltBehind = false; // the belt showed over its last range after its last profile
     bool rearHidden = false; // completed without the belt ever showing behind it

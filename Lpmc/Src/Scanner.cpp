@@ -196,6 +196,7 @@ int32_t CScanner::setConfig(const LpmcConfig& config) {
     pending_.clear();
     pending_.reserve(kQueueCapacity);
     nextSeq_ = 0;
+    scannedBeforeLoss_ = 0;
     haveFrame_ = false;
     travel_ = Travel{};
     settings_ = s;
@@ -228,7 +229,22 @@ int32_t CScanner::checkInput(const LpmcInput& in) const {
             return LPMC_ERR_INPUT;
         }
     }
+    if (in.missingFrames < LPMC_FRAMES_RESTARTED) {
+        return LPMC_ERR_INPUT;
+    }
     return LPMC_OK;
+}
+
+// Frames lost before frame `seq`: whatever was being scanned then, or starts in it, wasn't seen
+// whole. After a restart the timestamps may begin anywhere, so no travel is taken across it.
+void CScanner::noteLostFrames(int32_t missingFrames, uint64_t seq) {
+    if (missingFrames == 0) {
+        return;
+    }
+    scannedBeforeLoss_ = seq + 1;
+    if (missingFrames == LPMC_FRAMES_RESTARTED) {
+        haveFrame_ = false;
+    }
 }
 
 // Belt travel: from the timestamps and the calibrated velocity, never backwards, or one encoder
@@ -241,7 +257,9 @@ void CScanner::advanceTravel(const LpmcInput& in, FrameInfo& info) {
     if (c0.encoder) {
         const double speed = std::hypot(m.speedVx, m.speedVy);
         const double dx = speed > 0.0 ? m.speedVx / speed : 0.0, dy = speed > 0.0 ? m.speedVy / speed : 1.0;
-        step = haveFrame_ ? Travel{dx * c0.encoderStep, dy * c0.encoderStep} : Travel{};
+        // Frames lost on the way were encoder steps all the same.
+        const double steps = 1.0 + std::max(0, in.missingFrames);
+        step = haveFrame_ ? Travel{steps * dx * c0.encoderStep, steps * dy * c0.encoderStep} : Travel{};
     } else if (haveFrame_) {
         const double dt = std::max(0.0, t0 - lastTimestamp_);
         step = {m.speedVx * dt, m.speedVy * dt};
@@ -373,9 +391,9 @@ bool CScanner::isReportable(const FittedBox& f) const {
     const ScanSettings& s = settings_;
     const LpmcBox& b = f.box;
     auto within = [](double v, double lo, double hi) { return v >= lo && (hi <= 0.0 || v <= hi); };
-    return !f.object.touchesEdge && !f.object.cutOff && !f.object.incomplete() && !f.lengthUnsure &&
-           within(b.length, s.minLength, s.maxLength) && within(b.width, s.minWidth, s.maxWidth) &&
-           within(b.height, s.minHeight, s.maxHeight);
+    return !f.object.touchesEdge && !f.object.cutOff && !f.object.framesLost && !f.object.incomplete() &&
+           !f.lengthUnsure && within(b.length, s.minLength, s.maxLength) &&
+           within(b.width, s.minWidth, s.maxWidth) && within(b.height, s.minHeight, s.maxHeight);
 }
 
 // Measures the objects this frame completed; noise goes, the rest waits to be reported.
@@ -392,6 +410,7 @@ void CScanner::finishObjects(uint64_t seq) {
         if (store_.find(o.firstSeq) == nullptr) {
             q.fit.object.cutOff = true;
         }
+        q.fit.object.framesLost = o.firstSeq < scannedBeforeLoss_;
         q.reportable = isReportable(q.fit);
         if (o.rearHidden && !q.reportable) {
             TrackedObject clean = o;
@@ -634,6 +653,7 @@ int32_t CScanner::process(const LpmcInput& input, LpmcResult& result) {
         b = nullptr;
     }
     const uint64_t seq = nextSeq_++;
+    noteLostFrames(input.missingFrames, seq);
     FrameSlot& slot = store_.begin(seq);
     slot.info.wallClockMs = wallClockNowMs();
     advanceTravel(input, slot.info);

@@ -49,6 +49,7 @@ private:
         int64_t enterMs = 0, leaveMs = 0;
     };
     int32_t checkInput(const LpmcInput& input) const;
+    void noteLostFrames(int32_t missingFrames, uint64_t seq);
     void advanceTravel(const LpmcInput& input, FrameInfo& info);
     void takeProfiles(const LpmcInput& input, FrameSlot& slot);
     void finishObjects(uint64_t seq);
@@ -107,6 +108,8 @@ private:
     size_t pointCapacity_ = 0;
 
     uint64_t nextSeq_ = 0;
+    // Objects that began before this frame were being scanned when frames were lost (0: none lost).
+    uint64_t scannedBeforeLoss_ = 0;
     bool haveFrame_ = false;
     double lastTimestamp_ = 0.0;
     Travel travel_{};

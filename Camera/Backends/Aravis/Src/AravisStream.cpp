@@ -51,6 +51,9 @@ struct StreamSink {
     std::atomic<uint64_t> incomplete{0};
     std::atomic<uint64_t> skipped{0};
     std::atomic<uint64_t> lastFrameId{0}; // 0: none yet in this acquisition
+    // The running number of the last frame, from 0 at the start of the acquisition; it goes on
+    // where the device's short numbers wrap, and skips as they skip.
+    std::atomic<uint64_t> frameNumber{0};
 };
 
 // One Aravis stream with its buffers, alive while the stream object or any frame holds it.
@@ -108,7 +111,8 @@ std::vector<CFrameChunk> chunksOf(CStreamChannel& channel, ArvBuffer* buffer) {
     return chunks;
 }
 
-std::shared_ptr<CFramePayload> frameOf(const std::shared_ptr<CStreamChannel>& channel, ArvBuffer* buffer) {
+std::shared_ptr<CFramePayload> frameOf(const std::shared_ptr<CStreamChannel>& channel, ArvBuffer* buffer,
+                                       uint64_t frameNumber) {
     auto frame = std::make_shared<CFramePayload>();
     size_t size = 0;
     frame->data = static_cast<const uint8_t*>(arv_buffer_get_image_data(buffer, &size));
@@ -121,7 +125,7 @@ std::shared_ptr<CFramePayload> frameOf(const std::shared_ptr<CStreamChannel>& ch
     const uint64_t ticks = channel->ticksPerSecond;
     frame->timestamp =
         ns / kNanosecondsPerSecond * ticks + ns % kNanosecondsPerSecond * ticks / kNanosecondsPerSecond;
-    frame->frameId = arv_buffer_get_frame_id(buffer);
+    frame->frameId = frameNumber;
     frame->chunks = chunksOf(*channel, buffer);
     frame->owner = channel;
     frame->poolSlot = std::shared_ptr<void>(buffer, [channel](void* slot) {
@@ -135,8 +139,13 @@ std::shared_ptr<CFramePayload> frameOf(const std::shared_ptr<CStreamChannel>& ch
 void deliver(StreamSink& sink, ArvStream* stream, ArvBuffer* buffer) {
     takeOver(buffer);
     // Aravis counts a frame that found no free buffer once per packet; the numbers count it once.
+    // Each frame takes its running number here, so a frame lost on the way is a hole in them.
     const uint64_t frameId = arv_buffer_get_frame_id(buffer);
-    sink.skipped.fetch_add(framesSkipped(sink.lastFrameId.exchange(frameId), frameId));
+    const uint64_t previous = sink.lastFrameId.exchange(frameId);
+    const uint64_t skipped = framesSkipped(previous, frameId);
+    sink.skipped.fetch_add(skipped);
+    const uint64_t number = previous == 0 ? 0 : sink.frameNumber.load() + skipped + 1;
+    sink.frameNumber.store(number);
     auto channel = sink.channel.lock();
     if (!channel) {
         arv_stream_push_buffer(stream, buffer);
@@ -152,7 +161,7 @@ void deliver(StreamSink& sink, ArvStream* stream, ArvBuffer* buffer) {
         arv_stream_push_buffer(stream, buffer);
         return;
     }
-    if (sink.queue->push(frameOf(channel, buffer))) {
+    if (sink.queue->push(frameOf(channel, buffer, number))) {
         sink.delivered.fetch_add(1);
     }
 }
@@ -312,6 +321,7 @@ bool CAravisStream::start(uint64_t frameLimit) {
     channel->sink->frameLimit.store(frameLimit);
     channel->sink->delivered.store(0);
     channel->sink->lastFrameId.store(0);
+    channel->sink->frameNumber.store(0);
     queue_->setCapacity(bufferCount_);
     queue_->open();
     if (!runCommand(*link, "AcquisitionStart")) {

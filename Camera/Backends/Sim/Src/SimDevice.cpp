@@ -400,25 +400,42 @@ bool CSimDevice::emitOne() {
         }
         stream = stream_;
     }
-    auto payload = std::make_shared<CFramePayload>();
-    {
-        std::lock_guard lock(generatorMutex_);
-        SimFrame frame;
-        if (!generator_ || !generator_->next(frame)) {
+    // Each frame lost uses up one id of a bounded range, so this ends.
+    for (;;) {
+        auto payload = nextPayload();
+        if (!payload) {
             return false;
         }
-        payload->data = frame.data;
-        payload->size = frame.size;
-        payload->width = frame.width;
-        payload->height = frame.height;
-        payload->pixelFormat = frame.pixelFormat;
-        payload->timestamp = frame.timestamp;
-        payload->owner = std::move(frame.owner);
-        for (auto& chunk : frame.chunks) {
-            payload->chunks.push_back({chunk.id, std::move(chunk.texts)});
+        const auto offered = stream->offer(std::move(payload));
+        if (offered != CSimStream::Offered::Lost) {
+            return offered == CSimStream::Offered::Taken;
         }
     }
-    return stream->offer(std::move(payload));
+}
+
+bool CSimDevice::losesFrame(uint64_t frameId) const {
+    std::lock_guard lock(mutex_);
+    return frameId >= faults_.loseFramesFrom && frameId - faults_.loseFramesFrom < faults_.loseFrameCount;
+}
+
+std::shared_ptr<CFramePayload> CSimDevice::nextPayload() {
+    auto payload = std::make_shared<CFramePayload>();
+    std::lock_guard lock(generatorMutex_);
+    SimFrame frame;
+    if (!generator_ || !generator_->next(frame)) {
+        return nullptr;
+    }
+    payload->data = frame.data;
+    payload->size = frame.size;
+    payload->width = frame.width;
+    payload->height = frame.height;
+    payload->pixelFormat = frame.pixelFormat;
+    payload->timestamp = frame.timestamp;
+    payload->owner = std::move(frame.owner);
+    for (auto& chunk : frame.chunks) {
+        payload->chunks.push_back({chunk.id, std::move(chunk.texts)});
+    }
+    return payload;
 }
 
 uint32_t CSimDevice::emitFrames(uint32_t count) {
@@ -438,7 +455,7 @@ SimStreamCounters CSimDevice::streamCounters() const {
     SimStreamCounters out;
     if (stream) {
         const auto c = stream->counters();
-        out = {c.captured, c.dropped, c.delivered, c.waiting, c.held};
+        out = {c.captured, c.dropped, c.delivered, c.waiting, c.held, stream->lostFrames()};
     }
     return out;
 }

@@ -51,7 +51,9 @@ public:
     double framesPerSecond() const;
     uint32_t emitFrames(uint32_t count);
     // One frame from the generator into the stream; false if none was made or it was not taken.
+    // Frames that the faults lose on the way are made and lost first.
     bool emitOne();
+    bool losesFrame(uint64_t frameId) const;
     SimStreamCounters streamCounters() const;
     std::vector<SimTransfer> transfers() const;
     std::vector<SimFeatureWrite> featureWrites() const;
@@ -75,6 +77,8 @@ private:
     bool transferFailsLocked();
     void recordWrite(const std::string& name, std::string value, bool accepted);
     std::shared_ptr<CSimStream> streamLocked();
+    // The generator's next frame as the stream carries it; null when it has none.
+    std::shared_ptr<GenICam::Detail::CFramePayload> nextPayload();
 
     SimDeviceDescription description_;
 

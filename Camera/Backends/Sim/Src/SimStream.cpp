@@ -74,15 +74,25 @@ void CSimStream::pace(double framesPerSecond) {
     }
 }
 
-bool CSimStream::offer(std::shared_ptr<GenICam::Detail::CFramePayload> frame) {
+CSimStream::Offered CSimStream::offer(std::shared_ptr<GenICam::Detail::CFramePayload> frame) {
     {
         std::lock_guard lock(mutex_);
         if (frameLimit_ != 0 && offered_ >= frameLimit_) {
-            return false;
+            return Offered::NotTaken;
         }
         frame->frameId = offered_++;
     }
-    return queue_.push(std::move(frame));
+    if (device_.losesFrame(frame->frameId)) {
+        std::lock_guard lock(mutex_);
+        ++lost_;
+        return Offered::Lost;
+    }
+    return queue_.push(std::move(frame)) ? Offered::Taken : Offered::NotTaken;
+}
+
+uint64_t CSimStream::lostFrames() const {
+    std::lock_guard lock(mutex_);
+    return lost_;
 }
 
 std::shared_ptr<const GenICam::Detail::CFramePayload> CSimStream::pop(std::chrono::milliseconds timeout) {

@@ -25,10 +25,13 @@ public:
     bool stop() override;
     bool isRunning() const override { return queue_.isOpen(); }
     std::shared_ptr<const GenICam::Detail::CFramePayload> pop(std::chrono::milliseconds timeout) override;
-    uint64_t droppedFrames() const override { return queue_.counters().dropped; }
+    uint64_t droppedFrames() const override { return queue_.counters().dropped + lostFrames(); }
 
-    // A frame the device made; false if it was not taken.
-    bool offer(std::shared_ptr<GenICam::Detail::CFramePayload> frame);
+    enum class Offered { Taken, NotTaken, Lost };
+    // A frame the device made: taken into the pool, not taken (stopped, past the frame limit, or
+    // dropped by the pool), or lost on the way by the device's fault.
+    Offered offer(std::shared_ptr<GenICam::Detail::CFramePayload> frame);
+    uint64_t lostFrames() const;
     GenICam::Detail::CFrameQueue::Counters counters() const { return queue_.counters(); }
 
 private:
@@ -37,9 +40,10 @@ private:
 
     CSimDevice& device_;
     GenICam::Detail::CFrameQueue queue_;
-    std::mutex mutex_; // guards the members below
+    mutable std::mutex mutex_; // guards the members below
     uint64_t frameLimit_ = 0;
     uint64_t offered_ = 0;
+    uint64_t lost_ = 0;
     bool pacerStop_ = false;
     std::condition_variable pacerWake_;
     std::thread pacer_;

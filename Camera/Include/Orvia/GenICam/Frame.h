@@ -39,7 +39,8 @@ public:
     uint32_t getImagePixelFormat() const;
     // Time of exposure in device ticks (GevTimestampTickFrequency per second).
     uint64_t getImageTimeStamp() const;
-    // Running number the device gave the frame, from 0 at stream start.
+    // Running number of the frame, from 0 at stream start, counting every frame the device sent:
+    // a number skipped is a frame lost on the way (no free buffer, incomplete, dropped by the pool).
     uint64_t getFrameId() const;
 
     // Chunks the device sent with the frame. Each chunk holds texts of the form "Name:value".

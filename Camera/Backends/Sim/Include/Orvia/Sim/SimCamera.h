@@ -34,6 +34,12 @@ struct SimFaults {
     std::set<std::string> refusedWrites; // writes and commands the device refuses
     std::set<std::string> unreadable;    // features that report no read access
     std::set<std::string> failingReads;  // readable features whose reads fail
+    // Frames whose ids (from 0 at each stream start) lie in [loseFramesFrom, loseFramesFrom +
+    // loseFrameCount) are lost on the way, as on a network that drops them: they are made (the
+    // scene moves on) and use up their ids, but never reach the pool; the next frame is made at
+    // once in their place.
+    uint64_t loseFramesFrom = 0;
+    uint64_t loseFrameCount = 0;
 };
 
 // One register memory transfer as it reached the device.
@@ -70,6 +76,7 @@ struct SimStreamCounters {
     uint64_t delivered = 0; // frames handed to consumers
     uint32_t waiting = 0;   // frames in the pool not yet fetched
     uint32_t held = 0;      // frames fetched and still held by a CFrame
+    uint64_t lost = 0;      // frames lost on the way (SimFaults::loseFramesFrom)
 };
 
 class ORVIA_CAMERA_API CSimCamera {
