@@ -1,7 +1,6 @@
-// The schedule of a paced simulated camera, on made-up times: frames at steady slots, small
-// lateness made up, a long stall skipped without a burst.
+// The schedule of a paced simulated camera, on made-up times: frames at steady slots, a late
+// wake-up makes the frames of the last millisecond's slots, a long stall skips the older ones.
 #include <chrono>
-#include <vector>
 
 #include <gtest/gtest.h>
 
@@ -14,51 +13,51 @@ using namespace std::chrono_literals;
 
 const CFramePacer::Clock::time_point kStart{1000s};
 
-// The pacing thread's loop with the wake-up times a host might give it: each wake is the slot
-// plus the given lateness. Returns when each frame was made.
-std::vector<CFramePacer::Clock::time_point>
-makeFrames(CFramePacer& pacer, const std::vector<CFramePacer::Clock::duration>& lateness) {
-    std::vector<CFramePacer::Clock::time_point> made;
-    for (const auto late : lateness) {
-        const auto now = pacer.nextSlot() + late;
-        pacer.frameMade(now);
-        made.push_back(now);
+TEST(FramePacerTest, OnTimeWakeUpsMakeOneFrameEachOnePeriodApart) {
+    CFramePacer pacer(1ms, kStart);
+    for (int k = 1; k <= 5; ++k) {
+        ASSERT_EQ(pacer.nextSlot(), kStart + 1ms * k);
+        EXPECT_EQ(pacer.framesDue(pacer.nextSlot()), 1u);
     }
-    return made;
+    EXPECT_EQ(pacer.skippedSlots(), 0u);
 }
 
-TEST(FramePacerTest, OnTimeFramesComeOnePeriodApart) {
+TEST(FramePacerTest, ALateWakeUpKeepsTheCameraClock) {
     CFramePacer pacer(1ms, kStart);
-    EXPECT_EQ(pacer.nextSlot(), kStart + 1ms);
-    const auto made = makeFrames(pacer, std::vector<CFramePacer::Clock::duration>(5, 0ms));
-    for (std::size_t k = 0; k < made.size(); ++k)
-        EXPECT_EQ(made[k], kStart + 1ms * static_cast<int>(k + 1));
-    EXPECT_EQ(pacer.slipped(), 0ms);
+    EXPECT_EQ(pacer.framesDue(kStart + 1ms + 700us), 1u);
+    EXPECT_EQ(pacer.nextSlot(), kStart + 2ms);
+    EXPECT_EQ(pacer.skippedSlots(), 0u);
 }
 
-TEST(FramePacerTest, AWakeUpLessThanHalfAPeriodLateKeepsTheSchedule) {
-    CFramePacer pacer(1ms, kStart);
-    makeFrames(pacer, {0us, 400us, 0us});
-    EXPECT_EQ(pacer.nextSlot(), kStart + 4ms);
-    EXPECT_EQ(pacer.slipped(), 0ms);
+TEST(FramePacerTest, SlotsWithinTheLastMillisecondAreAllMade) {
+    // 20,000 frames per second and a wake-up 200 us late: the four slots that passed meanwhile
+    // and the one due come together, as a link bunches them.
+    CFramePacer pacer(50us, kStart);
+    EXPECT_EQ(pacer.framesDue(kStart + 50us + 200us), 5u);
+    EXPECT_EQ(pacer.nextSlot(), kStart + 300us);
+    EXPECT_EQ(pacer.skippedSlots(), 0u);
 }
 
-TEST(FramePacerTest, AStalledThreadResumesAtItsRateWithoutABurst) {
+TEST(FramePacerTest, AStallCostsItsSlotsInsteadOfABurst) {
     CFramePacer pacer(1ms, kStart);
-    // Held up 40 ms before its third frame: a burst would make 40 frames at once after it.
-    const auto made = makeFrames(pacer, {0ms, 0ms, 40ms, 0ms, 0ms, 0ms});
-    for (std::size_t k = 1; k < made.size(); ++k)
-        EXPECT_GE(made[k] - made[k - 1], 1ms) << "frame " << k;
-    EXPECT_EQ(made[2], kStart + 43ms);
-    EXPECT_EQ(made[3], kStart + 44ms);
+    // Held up 40.5 ms past its first slot: 41 slots have passed, and only the youngest, 0.5 ms
+    // ago, is made.
+    EXPECT_EQ(pacer.framesDue(kStart + 1ms + 40500us), 1u);
+    EXPECT_EQ(pacer.skippedSlots(), 40u);
     EXPECT_EQ(pacer.slipped(), 40ms);
+    // The camera goes on at its rate, on its own clock.
+    EXPECT_EQ(pacer.nextSlot(), kStart + 42ms);
+    EXPECT_EQ(pacer.framesDue(pacer.nextSlot()), 1u);
+    EXPECT_EQ(pacer.nextSlot(), kStart + 43ms);
 }
 
-TEST(FramePacerTest, SlipsAddUp) {
+TEST(FramePacerTest, SkippedSlotsAddUp) {
     CFramePacer pacer(2ms, kStart);
-    makeFrames(pacer, {5ms, 0ms, 1ms, 7ms});
-    EXPECT_EQ(pacer.slipped(), 13ms);
-    EXPECT_EQ(pacer.nextSlot(), kStart + 2ms + 5ms + 2ms + 2ms + 1ms + 2ms + 7ms + 2ms);
+    EXPECT_EQ(pacer.framesDue(kStart + 2ms + 9ms), 1u); // slots at 2, 4, 6, 8, 10 passed; 10 is made
+    EXPECT_EQ(pacer.skippedSlots(), 4u);
+    EXPECT_EQ(pacer.framesDue(kStart + 12ms + 5ms), 1u); // slots at 12, 14, 16; 16 is made
+    EXPECT_EQ(pacer.skippedSlots(), 6u);
+    EXPECT_EQ(pacer.nextSlot(), kStart + 18ms);
 }
 
 } // namespace

@@ -68,9 +68,11 @@ void CSimStream::pace(double framesPerSecond) {
         if (pacerWake_.wait_until(lock, pacer.nextSlot(), [this] { return pacerStop_; })) {
             return;
         }
-        pacer.frameMade(CFramePacer::Clock::now());
+        const uint64_t frames = pacer.framesDue(CFramePacer::Clock::now());
         lock.unlock();
-        device_.emitOne();
+        for (uint64_t k = 0; k < frames; ++k) {
+            device_.emitOne();
+        }
         lock.lock();
     }
 }
