@@ -22,14 +22,14 @@ bool CFrameTimeline::next(Orvia::Sim::SimFrame& frame) {
     const std::size_t k = made_.load(std::memory_order_relaxed);
     if (k >= records_.size() || !frames_->next(frame))
         return false;
-    maker_ = std::this_thread::get_id();
+    maker_.store(std::this_thread::get_id(), std::memory_order_relaxed);
     records_[k].made = Clock::now();
     // A frame let go on the thread that made it never reached the measuring thread: the pool was full.
     auto inner = std::move(frame.owner);
     const void* data = inner.get();
     frame.owner = std::shared_ptr<const void>(data, [this, k, inner = std::move(inner)](const void*) {
         records_[k].released = Clock::now();
-        records_[k].lost = std::this_thread::get_id() == maker_;
+        records_[k].lost = std::this_thread::get_id() == maker_.load(std::memory_order_relaxed);
     });
     made_.store(k + 1, std::memory_order_release);
     return true;

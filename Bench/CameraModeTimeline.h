@@ -52,7 +52,7 @@ private:
     std::atomic<std::size_t> made_{0};
     std::size_t fetched_ = 0;              // how many frames the measuring thread took (its thread only)
     std::vector<Clock::time_point> boxes_; // measuring thread only
-    std::thread::id maker_;
+    std::atomic<std::thread::id> maker_{}; // the camera's thread, read by the measuring thread
 };
 
 } // namespace quboid3d::bench
