@@ -4,7 +4,8 @@
 //    library asks for it, beside lpmcProcess alone on the same frames;
 //  - the time from the arrival of the frame that completes an object (the fetch whose pass
 //    returns the box) to the application's callback, median and worst over some hundred objects;
-//  - a camera sending 1,000 frames per second on its own clock for a minute: frames lost.
+//  - a camera sending 1,000 frames per second on its own clock for a minute: frames lost, and
+//    where the frames went (the camera's stalls, the measuring thread's longest gap and hold).
 #include <algorithm>
 #include <chrono>
 #include <condition_variable>
@@ -20,6 +21,7 @@
 #include <benchmark/benchmark.h>
 
 #include "CalcQuboid3DMulti.h"
+#include "CameraModeTimeline.h"
 #include "Orvia/GenICam/System.h"
 #include "Orvia/Sim/ScanSimFrames.h"
 #include "Orvia/Sim/SimCamera.h"
@@ -102,9 +104,13 @@ struct Seen {
     }
 };
 Seen seen;
+// The timeline of the sustained run, set before its measuring thread starts and cleared after it ends.
+quboid3d::bench::CFrameTimeline* timeline = nullptr;
 
 void onFrameStatus(const FrameStatusInfo* info) {
     const auto now = Clock::now();
+    if (timeline != nullptr && info->ok != 0)
+        timeline->fetched();
     std::lock_guard lock(seen.mutex);
     if (info->ok != 0) {
         ++seen.framesOk;
@@ -118,6 +124,8 @@ void onFrameStatus(const FrameStatusInfo* info) {
 
 void onBox(const VslbVolumeResult*) {
     const auto now = Clock::now();
+    if (timeline != nullptr)
+        timeline->boxHandedOver();
     std::lock_guard lock(seen.mutex);
     ++seen.boxes;
     seen.latenciesMs.push_back(std::chrono::duration<double, std::milli>(now - seen.lastOkFetch).count());
@@ -296,21 +304,60 @@ void BM_ResultLatency(benchmark::State& state) {
 }
 BENCHMARK(BM_ResultLatency)->Arg(300)->Unit(benchmark::kSecond)->Iterations(1);
 
-// (c) The camera sends at its own fixed rate; whatever finds the pool full is lost.
+// Where the frames went, as counters of the run: how far the camera's stalls put it behind its
+// rate and its longest stall, the measuring thread's longest gap between fetches and longest hold
+// of one frame, the longest a frame waited in the pool.
+// QUBOID3D_BENCH_TIMELINE=<file> writes every frame's times there as CSV.
+void setTimelineCounters(benchmark::State& state, const quboid3d::bench::CFrameTimeline& frames,
+                         double framesPerSecond) {
+    const char* csv = std::getenv("QUBOID3D_BENCH_TIMELINE");
+    const auto s = frames.summarize(1000.0 / framesPerSecond, csv != nullptr ? csv : "");
+    state.counters["camera_slipped_ms"] = s.slippedMs;
+    state.counters["camera_gap_worst_ms"] = s.worstMadeGapMs;
+    state.counters["burst_frames"] = static_cast<double>(s.burstFrames);
+    state.counters["fetch_gap_worst_ms"] = s.worstFetchGapMs;
+    state.counters["hold_worst_ms"] = s.worstHoldMs;
+    state.counters["holds_over_1ms"] = static_cast<double>(s.framesOverMs);
+    state.counters["queued_worst_ms"] = s.worstQueueMs;
+}
+
+// Waits until the camera has made `count` frames (taken or lost), or `bound` has passed.
+Orvia::Sim::SimStreamCounters waitForFrames(const CSimCamera& camera, uint64_t count, Clock::duration bound) {
+    const auto deadline = Clock::now() + bound;
+    auto counters = camera.streamCounters();
+    while (counters.captured + counters.dropped < count && Clock::now() < deadline) {
+        std::this_thread::sleep_for(std::chrono::milliseconds(50));
+        counters = camera.streamCounters();
+    }
+    return counters;
+}
+
+// (c) The camera sends at its own fixed rate; whatever finds the pool full is lost. It makes as
+// many frames as a minute at its rate holds; a camera thread held up by the host goes on at its
+// rate afterwards, so the run then lasts longer by the time it lost (camera_slipped_ms).
 void BM_Sustained(benchmark::State& state) {
     const double framesPerSecond = static_cast<double>(state.range(0));
-    const auto duration = std::chrono::seconds(state.range(1));
+    const auto seconds = static_cast<double>(state.range(1));
+    const auto wanted = static_cast<uint64_t>(framesPerSecond * seconds);
     Orvia::Sim::SimStreamCounters counters;
+    auto frames = std::make_shared<quboid3d::bench::CFrameTimeline>(ring(ScanSimForm::Mono8)->replay(true),
+                                                                    static_cast<std::size_t>(wanted) * 2);
     for (auto _ : state) {
-        CRun run(ScanSimForm::Mono8, ring(ScanSimForm::Mono8)->replay(true), Orvia::Sim::DeliveryMode::Paced,
-                 framesPerSecond);
-        if (!run.start()) {
+        timeline = frames.get();
+        {
+            CRun run(ScanSimForm::Mono8, frames, Orvia::Sim::DeliveryMode::Paced, framesPerSecond);
+            if (run.start())
+                counters = waitForFrames(*run.camera, wanted, std::chrono::seconds(state.range(1) * 3));
+        }
+        timeline = nullptr;
+        if (counters.captured == 0) {
             state.SkipWithError("camera mode did not start");
             break;
         }
-        std::this_thread::sleep_for(duration);
-        counters = run.camera->streamCounters();
     }
+    if (counters.captured == 0)
+        return;
+    setTimelineCounters(state, *frames, framesPerSecond);
     std::lock_guard lock(seen.mutex);
     state.counters["captured"] = static_cast<double>(counters.captured);
     state.counters["lost"] = static_cast<double>(counters.dropped);

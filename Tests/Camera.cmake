@@ -10,3 +10,6 @@ quboid3d_add_test(CameraStreamTest SOURCES CameraStreamTest.cpp LIBS Quboid3DCam
 quboid3d_add_test(CameraEventTest SOURCES CameraEventTest.cpp LIBS Quboid3DCameraSim Threads::Threads
                   LABELS threading)
 quboid3d_add_test(CameraScanSimTest SOURCES CameraScanSimTest.cpp LIBS Quboid3DCameraScanSim)
+# The pacing schedule of simulated cameras, an internal unit compiled into the test itself.
+quboid3d_add_test(FramePacerTest SOURCES FramePacerTest.cpp ${PROJECT_SOURCE_DIR}/Camera/Backends/Sim/Src/FramePacer.cpp)
+target_include_directories(FramePacerTest PRIVATE ${PROJECT_SOURCE_DIR}/Camera/Backends/Sim/Src)

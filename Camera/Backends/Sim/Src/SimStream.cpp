@@ -1,5 +1,6 @@
 #include "SimStream.h"
 
+#include "FramePacer.h"
 #include "SimDevice.h"
 
 namespace Orvia::Sim::Detail {
@@ -59,17 +60,19 @@ void CSimStream::stopPacer() {
 }
 
 void CSimStream::pace(double framesPerSecond) {
-    const auto period = std::chrono::duration_cast<std::chrono::steady_clock::duration>(
+    const auto period = std::chrono::duration_cast<CFramePacer::Clock::duration>(
         std::chrono::duration<double>(1.0 / framesPerSecond));
-    auto due = std::chrono::steady_clock::now();
+    CFramePacer pacer(period, CFramePacer::Clock::now());
     std::unique_lock lock(mutex_);
     while (!pacerStop_) {
-        due += period;
-        if (pacerWake_.wait_until(lock, due, [this] { return pacerStop_; })) {
+        if (pacerWake_.wait_until(lock, pacer.nextSlot(), [this] { return pacerStop_; })) {
             return;
         }
+        const uint64_t frames = pacer.framesDue(CFramePacer::Clock::now());
         lock.unlock();
-        device_.emitOne();
+        for (uint64_t k = 0; k < frames; ++k) {
+            device_.emitOne();
+        }
         lock.lock();
     }
 }
