@@ -13,3 +13,7 @@ quboid3d_add_test(CameraScanSimTest SOURCES CameraScanSimTest.cpp LIBS Quboid3DC
 # The pacing schedule of simulated cameras, an internal unit compiled into the test itself.
 quboid3d_add_test(FramePacerTest SOURCES FramePacerTest.cpp ${PROJECT_SOURCE_DIR}/Camera/Backends/Sim/Src/FramePacer.cpp)
 target_include_directories(FramePacerTest PRIVATE ${PROJECT_SOURCE_DIR}/Camera/Backends/Sim/Src)
+# How the Aravis backend numbers frames from the device's ids; pure, so it runs on every platform.
+quboid3d_add_test(FrameNumberingTest SOURCES FrameNumberingTest.cpp
+                  ${PROJECT_SOURCE_DIR}/Camera/Backends/Aravis/Src/FrameNumbering.cpp)
+target_include_directories(FrameNumberingTest PRIVATE ${PROJECT_SOURCE_DIR}/Camera/Backends/Aravis/Src)

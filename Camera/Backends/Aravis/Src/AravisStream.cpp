@@ -6,6 +6,7 @@
 
 #include "AravisLink.h"
 #include "DetachedTeardown.h"
+#include "FrameNumbering.h"
 #include "StreamSocket.h"
 #include "StreamThreadPriority.h"
 #include "ThreadHandover.h"
@@ -22,21 +23,6 @@ namespace {
 // overflows between two wake-ups of the stream thread.
 constexpr int kSocketBufferBytes = 4 << 20;
 constexpr uint64_t kNanosecondsPerSecond = 1'000'000'000;
-// GigE Vision 1.x frame numbers are 16 bits, go from 65535 to 1 and never are 0.
-constexpr uint64_t kShortFrameIdLast = 0xFFFF;
-constexpr uint64_t kWrapWindow = 0x100;
-
-// Frames the device numbered between two the stream took; 0 across a restart of the numbers.
-uint64_t framesSkipped(uint64_t previous, uint64_t current) {
-    if (previous == 0 || current == 0) {
-        return 0;
-    }
-    if (current > previous) {
-        return current - previous - 1;
-    }
-    const bool wrapped = previous > kShortFrameIdLast - kWrapWindow && current < kWrapWindow;
-    return wrapped ? kShortFrameIdLast - previous + current - 1 : 0;
-}
 
 } // namespace
 
@@ -50,10 +36,11 @@ struct StreamSink {
     std::atomic<uint64_t> delivered{0};
     std::atomic<uint64_t> incomplete{0};
     std::atomic<uint64_t> skipped{0};
-    std::atomic<uint64_t> lastFrameId{0}; // 0: none yet in this acquisition
-    // The running number of the last frame, from 0 at the start of the acquisition; it goes on
-    // where the device's short numbers wrap, and skips as they skip.
-    std::atomic<uint64_t> frameNumber{0};
+    std::atomic<uint64_t> late{0};
+    // Set when an acquisition starts; the stream thread then numbers from 0 again. Only the stream
+    // thread touches the numbering itself.
+    std::atomic<bool> restartNumbering{true};
+    CFrameNumbering numbering;
 };
 
 // One Aravis stream with its buffers, alive while the stream object or any frame holds it.
@@ -140,12 +127,19 @@ void deliver(StreamSink& sink, ArvStream* stream, ArvBuffer* buffer) {
     takeOver(buffer);
     // Aravis counts a frame that found no free buffer once per packet; the numbers count it once.
     // Each frame takes its running number here, so a frame lost on the way is a hole in them.
-    const uint64_t frameId = arv_buffer_get_frame_id(buffer);
-    const uint64_t previous = sink.lastFrameId.exchange(frameId);
-    const uint64_t skipped = framesSkipped(previous, frameId);
-    sink.skipped.fetch_add(skipped);
-    const uint64_t number = previous == 0 ? 0 : sink.frameNumber.load() + skipped + 1;
-    sink.frameNumber.store(number);
+    if (sink.restartNumbering.exchange(false)) {
+        sink.numbering.restart();
+    }
+    const CFrameNumbering::Step step = sink.numbering.take(arv_buffer_get_frame_id(buffer));
+    if (step.late) {
+        // Its id was counted as skipped when the newer frame came; the measuring side reads an id
+        // that goes back as a camera that started again, so a late frame is given back unseen.
+        sink.late.fetch_add(1);
+        arv_stream_push_buffer(stream, buffer);
+        return;
+    }
+    sink.skipped.fetch_add(step.skipped);
+    const uint64_t number = step.number;
     auto channel = sink.channel.lock();
     if (!channel) {
         arv_stream_push_buffer(stream, buffer);
@@ -320,8 +314,7 @@ bool CAravisStream::start(uint64_t frameLimit) {
     }
     channel->sink->frameLimit.store(frameLimit);
     channel->sink->delivered.store(0);
-    channel->sink->lastFrameId.store(0);
-    channel->sink->frameNumber.store(0);
+    channel->sink->restartNumbering.store(true);
     queue_->setCapacity(bufferCount_);
     queue_->open();
     if (!runCommand(*link, "AcquisitionStart")) {
@@ -375,6 +368,7 @@ static void addCounters(const CStreamChannel& channel, StreamCounters& total) {
     total.completed += completed;
     total.incomplete += channel.sink->incomplete.load();
     total.skipped += channel.sink->skipped.load();
+    total.late += channel.sink->late.load();
 }
 
 void CAravisStream::releaseLocked() {
