@@ -40,9 +40,6 @@ using Orvia::Sim::SimFrame;
 const fs::path kScan = QUBOID3D_E2E_SCAN_DIR;
 const fs::path kScene = QUBOID3D_E2E_SCENE;
 constexpr double kToleranceMm = 2.5;
-// 4-bit pixels keep the top of each 8-bit value only: the laser line on the dark box loses most
-// of its shades, and its centre moves by a tenth of a millimetre more.
-constexpr double kMono4pToleranceMm = 3.0;
 // Only a failing test waits this long; a busy machine under ThreadSanitizer is slow.
 constexpr auto kBound = std::chrono::seconds(200);
 // Short, so that a scene that has run out shows within a moment.
@@ -246,15 +243,15 @@ protected:
             << "the scene ran out";
     }
     // The boxes from `first` on are the scene's, and there are `total` in all.
-    void expectMatchesTruth(std::size_t first, std::size_t total, double tolerance = kToleranceMm) {
+    void expectMatchesTruth(std::size_t first, std::size_t total) {
         std::lock_guard lock(received.mutex);
         ASSERT_EQ(received.boxes.size(), total) << "none lost, none doubled";
         for (std::size_t i = 0; i < truth.size(); ++i) {
             const VslbVolumeResult& box = received.boxes[first + i];
             EXPECT_EQ(box.detailed, 1);
-            EXPECT_NEAR(box.length, truth[i].length, tolerance) << "box " << first + i;
-            EXPECT_NEAR(box.width, truth[i].width, tolerance) << "box " << first + i;
-            EXPECT_NEAR(box.height, truth[i].height, tolerance) << "box " << first + i;
+            EXPECT_NEAR(box.length, truth[i].length, kToleranceMm) << "box " << first + i;
+            EXPECT_NEAR(box.width, truth[i].width, kToleranceMm) << "box " << first + i;
+            EXPECT_NEAR(box.height, truth[i].height, kToleranceMm) << "box " << first + i;
         }
     }
     // Fetches of the measuring thread, told from the short waits of a trigger's drain.
@@ -267,11 +264,11 @@ protected:
         EXPECT_EQ(received.frameCalls, measuringFetches()) << "once per fetch";
     }
     // Measures the whole scene from a camera started by `run`, then stops.
-    void measureScene(double tolerance = kToleranceMm) {
+    void measureScene() {
         start();
         passScene(0);
         ASSERT_EQ(vslbQuboid3DStop(handle), VSLB_OK);
-        expectMatchesTruth(0, truth.size(), tolerance);
+        expectMatchesTruth(0, truth.size());
         expectFrameStatusOncePerFetch();
         std::lock_guard lock(received.mutex);
         EXPECT_TRUE(received.statuses.empty());
@@ -300,7 +297,7 @@ TEST_F(EndToEndCameraTest, Mono8FreeRunningIsMeasuredWithinTheAccuracyGoal) {
 
 TEST_F(EndToEndCameraTest, Mono4pFreeRunningIsMeasuredWithinTheAccuracyGoal) {
     plug(ScanSimForm::Mono4p);
-    measureScene(kMono4pToleranceMm);
+    measureScene();
 }
 
 TEST_F(EndToEndCameraTest, LineFormOfACameraOfType3IsMeasuredWithinTheAccuracyGoal) {

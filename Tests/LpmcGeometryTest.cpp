@@ -115,4 +115,65 @@ TEST(LpmcGeometryTest, TopHeightIgnoresSpikesAndSides) {
     EXPECT_EQ(h.count(), 1u);
 }
 
+TEST(LpmcGeometryTest, TopHeightLeavesOutAFewPerCentOfColumnsThatSitHighTogether) {
+    CHeightStats h;
+    ASSERT_TRUE(h.configure(1500.0));
+    std::mt19937 rng(2);
+    std::normal_distribution<double> noise(0.0, 0.3);
+    for (int i = 0; i < 20000; ++i) {
+        h.add(static_cast<float>(220.0 + noise(rng))); // top surface
+    }
+    for (int i = 0; i < 560; ++i) {
+        h.add(static_cast<float>(225.0 + noise(rng))); // 2.7 % of columns 5 mm high
+    }
+    ASSERT_GT(h.quantile(0.99), 224.0); // a high quantile lands among them
+    EXPECT_NEAR(h.topHeight(0.99, 3.0), 220.0, 0.05);
+}
+
+TEST(LpmcGeometryTest, TopHeightKeepsTheQuantileWhenTheLayerAboveTheTopIsItselfDense) {
+    // A small box's edges put 6 % of its points 2 mm high: a dense layer reaching above the
+    // quantile, which stays the anchor, so that the band still holds the whole top.
+    CHeightStats h;
+    ASSERT_TRUE(h.configure(1500.0));
+    std::mt19937 rng(3);
+    std::normal_distribution<double> noise(0.0, 0.3);
+    for (int i = 0; i < 9400; ++i) {
+        h.add(static_cast<float>(60.0 + noise(rng)));
+    }
+    for (int i = 0; i < 600; ++i) {
+        h.add(static_cast<float>(62.2 + 0.1 * noise(rng)));
+    }
+    EXPECT_NEAR(h.topHeight(0.99, 3.0), 60.0, 0.1);
+}
+
+TEST(LpmcGeometryTest, TopHeightOfATopWithFewPointsBesideTallSides) {
+    CHeightStats h;
+    ASSERT_TRUE(h.configure(1500.0));
+    for (int i = 0; i < 600; ++i) {
+        h.add(static_cast<float>(300.0 + 0.0005 * i)); // a small top: 3 % of the points
+    }
+    for (int i = 0; i < 19400; ++i) {
+        h.add(static_cast<float>(5.0 + 0.015 * i)); // sides from 5 to 296 mm, no layer dense
+    }
+    EXPECT_NEAR(h.topHeight(0.99, 3.0), 300.15, 0.05);
+}
+
+TEST(LpmcGeometryTest, TopHeightOfAHandfulOfPoints) {
+    CHeightStats h;
+    ASSERT_TRUE(h.configure(1500.0));
+    for (const float v : {120.1f, 120.2f, 120.3f, 120.2f, 120.1f}) {
+        h.add(v);
+    }
+    EXPECT_NEAR(h.topHeight(0.99, 3.0), 120.2, 0.05);
+}
+
+TEST(LpmcGeometryTest, TopHeightOfAnEmptyHistogramIsZero) {
+    CHeightStats h;
+    EXPECT_EQ(h.topHeight(0.99, 3.0), 0.0); // never configured
+    ASSERT_TRUE(h.configure(1500.0));
+    EXPECT_EQ(h.count(), 0u);
+    EXPECT_EQ(h.topHeight(0.99, 3.0), 0.0);
+    EXPECT_EQ(h.quantile(0.5), 0.0);
+}
+
 } // namespace

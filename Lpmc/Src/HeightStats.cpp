@@ -55,20 +55,31 @@ double CHeightStats::quantile(double q) const {
     return binToHeight(highest_);
 }
 
-double CHeightStats::topHeight(double q, double band) const {
-    if (count_ == 0) {
-        return 0.0;
+uint32_t CHeightStats::binAboveDenseLayer() const {
+    const uint32_t layerBins = static_cast<uint32_t>(std::lround(kTopLayer / kBin));
+    const double needed = kTopLayerShare * static_cast<double>(count_);
+    // Slide a layer down from the highest point; its sum holds bins [b, b + layerBins).
+    uint64_t inLayer = 0;
+    for (uint32_t b = highest_ + 1; b-- > lowest_;) {
+        inLayer += counts_[b];
+        if (b + layerBins <= highest_) {
+            inLayer -= counts_[b + layerBins];
+        }
+        if (static_cast<double>(inLayer) >= needed) {
+            return std::min(b + layerBins, highest_ + 1);
+        }
     }
-    const double anchor = quantile(q);
-    const uint32_t from = static_cast<uint32_t>(std::max(0.0, (anchor - band) / kBin));
+    return 0;
+}
+
+double CHeightStats::medianOfBins(uint32_t from, uint32_t to, double fallback) const {
     uint64_t total = 0;
-    for (uint32_t b = std::max(from, lowest_); b <= highest_; ++b) {
+    for (uint32_t b = from; b < to; ++b) {
         total += counts_[b];
     }
-    // Median of those points, interpolated inside its bin.
     const double half = 0.5 * static_cast<double>(total);
     uint64_t seen = 0;
-    for (uint32_t b = std::max(from, lowest_); b <= highest_; ++b) {
+    for (uint32_t b = from; b < to; ++b) {
         if (counts_[b] == 0) {
             continue;
         }
@@ -78,7 +89,23 @@ double CHeightStats::topHeight(double q, double band) const {
         }
         seen += counts_[b];
     }
-    return anchor;
+    return fallback;
+}
+
+double CHeightStats::topHeight(double q, double band) const {
+    if (count_ == 0) {
+        return 0.0;
+    }
+    const double anchor = quantile(q);
+    const uint32_t denseEnd = binAboveDenseLayer();
+    if (denseEnd > 0 && denseEnd * kBin < anchor) {
+        // The quantile lies among sparse points above the surface: they are not the top.
+        const uint32_t bandBins = static_cast<uint32_t>(std::max(0.0, band / kBin));
+        const uint32_t from = denseEnd > lowest_ + bandBins ? denseEnd - bandBins : lowest_;
+        return medianOfBins(from, denseEnd, denseEnd * kBin);
+    }
+    const uint32_t from = static_cast<uint32_t>(std::max(0.0, (anchor - band) / kBin));
+    return medianOfBins(std::max(from, lowest_), highest_ + 1, anchor);
 }
 
 } // namespace lpmc
