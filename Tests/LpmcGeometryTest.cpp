@@ -14,6 +14,14 @@ namespace {
 
 using namespace lpmc;
 
+// `count` heights about `centre`, spread the way a laser line's noise spreads a flat surface.
+void addLayer(CHeightStats& h, std::mt19937& rng, double centre, int count, double sigma = 0.3) {
+    std::normal_distribution<double> noise(0.0, sigma);
+    for (int i = 0; i < count; ++i) {
+        h.add(static_cast<float>(centre + noise(rng)));
+    }
+}
+
 std::vector<Point2> hullOf(std::vector<Point2> pts) {
     std::vector<Point2> hull(pts.size() + 1);
     hull.resize(convexHull(pts.data(), pts.size(), hull.data()));
@@ -95,10 +103,7 @@ TEST(LpmcGeometryTest, TopHeightIgnoresSpikesAndSides) {
     CHeightStats h;
     ASSERT_TRUE(h.configure(1500.0));
     std::mt19937 rng(1);
-    std::normal_distribution<double> noise(0.0, 0.3);
-    for (int i = 0; i < 20000; ++i) {
-        h.add(static_cast<float>(250.0 + noise(rng))); // top surface
-    }
+    addLayer(h, rng, 250.0, 20000); // top surface
     for (int i = 0; i < 3000; ++i) {
         h.add(static_cast<float>(5.0 + 0.08 * i)); // a side face from 5 to 245 mm
     }
@@ -119,13 +124,8 @@ TEST(LpmcGeometryTest, TopHeightLeavesOutAFewPerCentOfColumnsThatSitHighTogether
     CHeightStats h;
     ASSERT_TRUE(h.configure(1500.0));
     std::mt19937 rng(2);
-    std::normal_distribution<double> noise(0.0, 0.3);
-    for (int i = 0; i < 20000; ++i) {
-        h.add(static_cast<float>(220.0 + noise(rng))); // top surface
-    }
-    for (int i = 0; i < 560; ++i) {
-        h.add(static_cast<float>(225.0 + noise(rng))); // 2.7 % of columns 5 mm high
-    }
+    addLayer(h, rng, 220.0, 20000);     // top surface
+    addLayer(h, rng, 225.0, 560);       // 2.7 % of columns 5 mm high
     ASSERT_GT(h.quantile(0.99), 224.0); // a high quantile lands among them
     EXPECT_NEAR(h.topHeight(0.99, 3.0), 220.0, 0.05);
 }
@@ -136,13 +136,8 @@ TEST(LpmcGeometryTest, TopHeightKeepsTheQuantileWhenTheLayerAboveTheTopIsItselfD
     CHeightStats h;
     ASSERT_TRUE(h.configure(1500.0));
     std::mt19937 rng(3);
-    std::normal_distribution<double> noise(0.0, 0.3);
-    for (int i = 0; i < 9400; ++i) {
-        h.add(static_cast<float>(60.0 + noise(rng)));
-    }
-    for (int i = 0; i < 600; ++i) {
-        h.add(static_cast<float>(62.2 + 0.1 * noise(rng)));
-    }
+    addLayer(h, rng, 60.0, 9400);
+    addLayer(h, rng, 62.2, 600, 0.03);
     EXPECT_NEAR(h.topHeight(0.99, 3.0), 60.0, 0.1);
 }
 
