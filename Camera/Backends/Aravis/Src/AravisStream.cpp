@@ -36,7 +36,6 @@ struct StreamSink {
     std::atomic<uint64_t> delivered{0};
     std::atomic<uint64_t> incomplete{0};
     std::atomic<uint64_t> skipped{0};
-    std::atomic<uint64_t> late{0};
     // Set when an acquisition starts; the stream thread then numbers from 0 again. Only the stream
     // thread touches the numbering itself.
     std::atomic<bool> restartNumbering{true};
@@ -134,7 +133,6 @@ void deliver(StreamSink& sink, ArvStream* stream, ArvBuffer* buffer) {
     if (step.late) {
         // Its id was counted as skipped when the newer frame came; the measuring side reads an id
         // that goes back as a camera that started again, so a late frame is given back unseen.
-        sink.late.fetch_add(1);
         arv_stream_push_buffer(stream, buffer);
         return;
     }
@@ -368,7 +366,6 @@ static void addCounters(const CStreamChannel& channel, StreamCounters& total) {
     total.completed += completed;
     total.incomplete += channel.sink->incomplete.load();
     total.skipped += channel.sink->skipped.load();
-    total.late += channel.sink->late.load();
 }
 
 void CAravisStream::releaseLocked() {

@@ -22,7 +22,6 @@ struct StreamCounters {
     uint64_t completed = 0;
     uint64_t incomplete = 0;
     uint64_t skipped = 0;
-    uint64_t late = 0; // came after a newer frame, given back; already counted in `skipped`
 };
 
 class CAravisStream : public Backend::IBackendStream {
