@@ -14,7 +14,8 @@ endif()
 # default scene on 127.0.0.1, measured through the C interface; frames sent, processed and lost,
 # boxes against the truth, CPU per frame, and the times of a camera's loss and return.
 if(TARGET quboid3d-virtual-camera)
-    add_executable(CameraModeNetworkBench CameraModeNetworkBench.cpp
+    add_executable(CameraModeNetworkBench CameraModeNetworkBench.cpp CameraModeNetworkStation.cpp
+                                          CameraModeThroughputBench.cpp CameraModeLossReturnBench.cpp
                                           ${CMAKE_SOURCE_DIR}/Tests/Network/VirtualCameraProcess.cpp)
     target_include_directories(CameraModeNetworkBench PRIVATE ${CMAKE_SOURCE_DIR}/Tests)
     target_compile_definitions(CameraModeNetworkBench PRIVATE

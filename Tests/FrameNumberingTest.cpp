@@ -117,3 +117,12 @@ TEST(FrameNumberingTest, RestartNumbersTheNextFrameZero) {
     EXPECT_EQ(seen.numbers, (std::vector<uint64_t>{0, 1}));
     EXPECT_EQ(seen.late, 0u);
 }
+
+TEST(FrameNumberingTest, StartedFromTheFirstFrameTakenUntilRestart) {
+    CFrameNumbering numbering;
+    EXPECT_FALSE(numbering.started());
+    numbering.take(7);
+    EXPECT_TRUE(numbering.started());
+    numbering.restart();
+    EXPECT_FALSE(numbering.started());
+}

@@ -4,10 +4,12 @@
 #include <gtest/gtest.h>
 
 #include "LpmcBoxScan.h"
+#include "LpmcFrameFeed.h"
 
 namespace {
 
 using namespace lpmctest;
+using quboid3d::test::feedLpmcFrames;
 
 // Two boxes one behind the other at 1 mm per frame: the first passes the line in frames of
 // about 50 to 350, the second in about 550 to 850.
@@ -26,10 +28,12 @@ struct Outcome {
     std::vector<LpmcBox> measured, unmeasured;
 };
 
-void take(const LpmcResult& r, Outcome& out) {
+// Always goes on to the next frame.
+bool take(const LpmcResult& r, Outcome& out) {
     for (int32_t i = 0; i < r.volumeNum; ++i) {
         (r.resultState == LPMC_STATE_BOXES ? out.measured : out.unmeasured).push_back(*r.boxes[i]);
     }
+    return true;
 }
 
 // Feeds the line frames of kTwoBoxes, leaving out frames kLostFrom .. kLostFrom + kLostCount - 1;
@@ -40,19 +44,20 @@ Outcome scanWithLoss(void* handle, Tell tell) {
     CBoxScan scan(s.station, kTwoBoxes);
     Outcome out;
     LineFrame line;
-    for (int32_t k = 0; k < kFrames; ++k) {
-        scan.line(k, line); // lost frames are rendered too: the belt moves on
-        if (k >= kLostFrom && k < kLostFrom + kLostCount) {
-            continue;
-        }
-        LpmcInput in = lineInput(line, k);
-        if (k == kLostFrom + kLostCount) {
-            tell(in, k);
-        }
-        LpmcResult r{};
-        EXPECT_EQ(lpmcProcess(handle, &in, &r), LPMC_OK) << "frame " << k;
-        take(r, out);
-    }
+    feedLpmcFrames(
+        handle, kFrames,
+        [&](int32_t k, LpmcInput& in) {
+            scan.line(k, line); // lost frames are rendered too: the belt moves on
+            if (k >= kLostFrom && k < kLostFrom + kLostCount) {
+                return false;
+            }
+            in = lineInput(line, k);
+            if (k == kLostFrom + kLostCount) {
+                tell(in, k);
+            }
+            return true;
+        },
+        [&](int32_t, const LpmcResult& r) { return take(r, out); });
     return out;
 }
 
@@ -110,17 +115,18 @@ TEST(LpmcLostFramesTest, AfterARestartTheClockMayStartOverAndTheNextBoxIsMeasure
     LineFrame line;
     constexpr int32_t kRestartAt = 200; // inside the first box
     constexpr int32_t kClockBefore = 5000;
-    for (int32_t k = 0; k < kFrames; ++k) {
-        scan.line(k, line);
-        // The source's clock had run long before, and starts over at the restart.
-        LpmcInput in = lineInput(line, k < kRestartAt ? k + kClockBefore : k - kRestartAt);
-        if (k == kRestartAt) {
-            in.missingFrames = LPMC_FRAMES_RESTARTED;
-        }
-        LpmcResult r{};
-        ASSERT_EQ(lpmcProcess(inst.handle, &in, &r), LPMC_OK) << "frame " << k;
-        take(r, out);
-    }
+    feedLpmcFrames(
+        inst.handle, kFrames,
+        [&](int32_t k, LpmcInput& in) {
+            scan.line(k, line);
+            // The source's clock had run long before, and starts over at the restart.
+            in = lineInput(line, k < kRestartAt ? k + kClockBefore : k - kRestartAt);
+            if (k == kRestartAt) {
+                in.missingFrames = LPMC_FRAMES_RESTARTED;
+            }
+            return true;
+        },
+        [&](int32_t, const LpmcResult& r) { return take(r, out); });
     ASSERT_EQ(out.unmeasured.size(), 1u);
     ASSERT_EQ(out.measured.size(), 1u);
     expectSize(out.measured[0], kTwoBoxes[1], 2.5);

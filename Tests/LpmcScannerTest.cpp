@@ -8,10 +8,12 @@
 #include <gtest/gtest.h>
 
 #include "LpmcBoxScan.h"
+#include "LpmcFrameFeed.h"
 
 namespace {
 
 using namespace lpmctest;
+using quboid3d::test::feedLpmcFrames;
 
 struct Station {
     ScanSim::Station station = testStation();
@@ -198,22 +200,27 @@ TEST(LpmcScannerTest, NoiseOnAnEmptyBeltGivesNoBox) {
     CBoxScan emptyBelt(s.station, {});
     LineFrame line;
     int results = 0;
-    for (int k = 0; k < 600; ++k) {
-        emptyBelt.line(k, line);
-        // Specks: a few columns far above the belt, and some columns without a line.
-        for (int i = 0; i < 6; ++i) {
-            const size_t c = rng() % line.rows.size();
-            line.rows[c] = static_cast<float>(rng() % 100);
-            if (rng() % 2 == 0 && c + 1 < line.rows.size()) {
-                line.rows[c + 1] = line.rows[c] + 0.3f;
+    const int32_t processed = feedLpmcFrames(
+        inst.handle, 600,
+        [&](int32_t k, LpmcInput& in) {
+            emptyBelt.line(k, line);
+            // Specks: a few columns far above the belt, and some columns without a line.
+            for (int i = 0; i < 6; ++i) {
+                const size_t c = rng() % line.rows.size();
+                line.rows[c] = static_cast<float>(rng() % 100);
+                if (rng() % 2 == 0 && c + 1 < line.rows.size()) {
+                    line.rows[c + 1] = line.rows[c] + 0.3f;
+                }
+                line.rows[rng() % line.rows.size()] = -1.0f;
             }
-            line.rows[rng() % line.rows.size()] = -1.0f;
-        }
-        LpmcInput in = lineInput(line, k);
-        LpmcResult r{};
-        ASSERT_EQ(lpmcProcess(inst.handle, &in, &r), 0);
-        results += r.resultState != 0 ? 1 : 0;
-    }
+            in = lineInput(line, k);
+            return true;
+        },
+        [&](int32_t, const LpmcResult& r) {
+            results += r.resultState != 0 ? 1 : 0;
+            return true;
+        });
+    ASSERT_EQ(processed, 600);
     EXPECT_EQ(results, 0);
 }
 
@@ -230,19 +237,24 @@ TEST(LpmcScannerTest, TheEncoderStepSetsTheTravelWhateverTheTimestamps) {
     CBoxScan scan(s.station, {box});
     LineFrame line;
     std::vector<LpmcBox> got;
-    for (int k = 0; k < framesFor({box}); ++k) {
-        scan.line(k, line);
-        LpmcInput in{};
-        in.imageType[0] = LPMC_IMAGE_LINE;
-        in.timestamp[0] = 0.0; // a camera without timestamps
-        in.pipelineCount[0] = static_cast<int32_t>(line.rows.size());
-        in.pipelineFirst[0] = line.rows.data();
-        LpmcResult r{};
-        ASSERT_EQ(lpmcProcess(inst.handle, &in, &r), 0);
-        for (int i = 0; i < r.volumeNum; ++i) {
-            got.push_back(*r.boxes[i]);
-        }
-    }
+    const int32_t frames = framesFor({box});
+    const int32_t processed = feedLpmcFrames(
+        inst.handle, frames,
+        [&](int32_t k, LpmcInput& in) {
+            scan.line(k, line);
+            in.imageType[0] = LPMC_IMAGE_LINE;
+            in.timestamp[0] = 0.0; // a camera without timestamps
+            in.pipelineCount[0] = static_cast<int32_t>(line.rows.size());
+            in.pipelineFirst[0] = line.rows.data();
+            return true;
+        },
+        [&](int32_t, const LpmcResult& r) {
+            for (int i = 0; i < r.volumeNum; ++i) {
+                got.push_back(*r.boxes[i]);
+            }
+            return true;
+        });
+    ASSERT_EQ(processed, frames);
     ASSERT_EQ(got.size(), 1u);
     EXPECT_NEAR(got[0].length, 300.0, 2.5);
     EXPECT_NEAR(got[0].width, 200.0, 2.5);
@@ -283,6 +295,27 @@ TEST(LpmcScannerTest, TimesAreThoseOfTheFirstAndLastFramesAndTheWallClock) {
     EXPECT_LE(key(b.leave_sys_time), key(b.output_sys_time));
 }
 
+// The points of a result with one box 100 high: in the box's reported frame, and on the laser
+// plane in the board frame.
+void expectPointsOfTheBox(const LpmcResult& r, double chessboardHeight) {
+    ASSERT_GT(r.pointCount, 1000);
+    ASSERT_NE(r.points, nullptr);
+    ASSERT_NE(r.auxPoints, nullptr);
+    const LpmcBox& b = *r.boxes[0];
+    int onTop = 0;
+    for (int i = 0; i < r.pointCount; ++i) {
+        const float* p = r.points + 3 * i;
+        const float* a = r.auxPoints + 3 * i;
+        EXPECT_LE(std::fabs(p[0] - b.center[0]), 0.5f * b.width + 2.5f);
+        EXPECT_LE(std::fabs(p[1] - b.center[1]), 0.5f * b.length + 2.5f);
+        EXPECT_NEAR(a[0], p[0], 1e-3);                    // no sideways travel
+        EXPECT_NEAR(a[1], 0.0, 0.05);                     // seen on the laser plane
+        EXPECT_NEAR(a[2] + chessboardHeight, p[2], 1e-3); // board Z
+        onTop += std::fabs(p[2] - 100.0f) < 0.5f ? 1 : 0;
+    }
+    EXPECT_GT(onTop, r.pointCount * 9 / 10);
+}
+
 TEST(LpmcScannerTest, PointsAreTheBoxesPointsInTheReportedFrameAndAuxPointsInTheBoardFrame) {
     Station s;
     Instance inst;
@@ -291,37 +324,25 @@ TEST(LpmcScannerTest, PointsAreTheBoxesPointsInTheReportedFrameAndAuxPointsInThe
     CBoxScan scan(s.station, {box});
     LineFrame line;
     bool seen = false;
-    for (int k = 0; k < framesFor({box}) && !seen; ++k) {
-        scan.line(k, line);
-        LpmcInput in{};
-        in.imageType[0] = LPMC_IMAGE_LINE;
-        in.timestamp[0] = 1.0 + 2.0 * k;
-        in.pipelineCount[0] = static_cast<int32_t>(line.rows.size());
-        in.pipelineFirst[0] = line.rows.data();
-        LpmcResult r{};
-        ASSERT_EQ(lpmcProcess(inst.handle, &in, &r), 0);
-        if (r.resultState == 0) {
-            EXPECT_EQ(r.pointCount, 0);
-            continue;
-        }
-        seen = true;
-        ASSERT_GT(r.pointCount, 1000);
-        ASSERT_NE(r.points, nullptr);
-        ASSERT_NE(r.auxPoints, nullptr);
-        const LpmcBox& b = *r.boxes[0];
-        int onTop = 0;
-        for (int i = 0; i < r.pointCount; ++i) {
-            const float* p = r.points + 3 * i;
-            const float* a = r.auxPoints + 3 * i;
-            EXPECT_LE(std::fabs(p[0] - b.center[0]), 0.5f * b.width + 2.5f);
-            EXPECT_LE(std::fabs(p[1] - b.center[1]), 0.5f * b.length + 2.5f);
-            EXPECT_NEAR(a[0], p[0], 1e-3);                              // no sideways travel
-            EXPECT_NEAR(a[1], 0.0, 0.05);                               // seen on the laser plane
-            EXPECT_NEAR(a[2] + s.station.chessboardHeight, p[2], 1e-3); // board Z
-            onTop += std::fabs(p[2] - 100.0f) < 0.5f ? 1 : 0;
-        }
-        EXPECT_GT(onTop, r.pointCount * 9 / 10);
-    }
+    feedLpmcFrames(
+        inst.handle, framesFor({box}),
+        [&](int32_t k, LpmcInput& in) {
+            scan.line(k, line);
+            in.imageType[0] = LPMC_IMAGE_LINE;
+            in.timestamp[0] = 1.0 + 2.0 * k;
+            in.pipelineCount[0] = static_cast<int32_t>(line.rows.size());
+            in.pipelineFirst[0] = line.rows.data();
+            return true;
+        },
+        [&](int32_t, const LpmcResult& r) {
+            if (r.resultState == 0) {
+                EXPECT_EQ(r.pointCount, 0);
+                return true;
+            }
+            seen = true;
+            expectPointsOfTheBox(r, s.station.chessboardHeight);
+            return false;
+        });
     EXPECT_TRUE(seen);
 }
 

@@ -91,9 +91,13 @@ bool CGvspSender::sendPacket(const std::vector<uint8_t>& packet) {
     return sent == static_cast<ssize_t>(packet.size());
 }
 
-bool CGvspSender::send(const GvspFrame& frame) {
-    return socket_ >= 0 && frame.payload.size() <= kLargestPayload && sendPacket(leader(frame)) &&
-           sendPacket(dataPacket(frame)) && sendPacket(trailer(frame));
+bool CGvspSender::send(const GvspFrame& frame, GvspPackets packets) {
+    if (socket_ < 0 || frame.payload.size() > kLargestPayload) {
+        return false;
+    }
+    return (!has(packets, GvspPackets::Leader) || sendPacket(leader(frame))) &&
+           (!has(packets, GvspPackets::Payload) || sendPacket(dataPacket(frame))) &&
+           (!has(packets, GvspPackets::Trailer) || sendPacket(trailer(frame)));
 }
 
 } // namespace quboid3d::test

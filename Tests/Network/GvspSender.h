@@ -1,6 +1,7 @@
 // Frames sent as a GigE Vision camera sends them, from the test's own UDP socket to a stream's
 // port on 127.0.0.1: a leader, the payload in one data packet, a trailer. For what the virtual
-// camera's server never sends (chunk data). POSIX only, as the network tests are.
+// camera's server never sends: chunk data, and frames that lose packets on the way (any of the
+// three left out). POSIX only, as the network tests are.
 #pragma once
 
 #include <cstdint>
@@ -17,6 +18,20 @@ struct GvspFrame {
     std::vector<uint8_t> payload; // the image, then each chunk's data with its id and length
 };
 
+// Which packets of a frame go out; a frame that lacks one reaches the receiver unfinished.
+enum class GvspPackets : unsigned {
+    Leader = 1,
+    Payload = 2,
+    Trailer = 4,
+    All = 7,
+};
+constexpr GvspPackets operator|(GvspPackets a, GvspPackets b) {
+    return static_cast<GvspPackets>(static_cast<unsigned>(a) | static_cast<unsigned>(b));
+}
+constexpr bool has(GvspPackets set, GvspPackets one) {
+    return (static_cast<unsigned>(set) & static_cast<unsigned>(one)) != 0;
+}
+
 class CGvspSender {
 public:
     explicit CGvspSender(uint16_t port);
@@ -24,8 +39,9 @@ public:
     CGvspSender(const CGvspSender&) = delete;
     CGvspSender& operator=(const CGvspSender&) = delete;
 
-    // False if a packet could not be sent, or the payload does not fit one data packet.
-    bool send(const GvspFrame& frame);
+    // Sends the packets of `frame` that `packets` names, in their order. False if a packet could
+    // not be sent, or the payload does not fit one data packet.
+    bool send(const GvspFrame& frame, GvspPackets packets = GvspPackets::All);
 
 private:
     bool sendPacket(const std::vector<uint8_t>& packet);

@@ -121,6 +121,19 @@ std::shared_ptr<CFramePayload> frameOf(const std::shared_ptr<CStreamChannel>& ch
     return frame;
 }
 
+// A buffer Aravis gave up on (a packet of its frame lost on the way) has the frame's id only if
+// the frame's leader came; without it, the buffer keeps the id of the frame it held before, or 0
+// when new. So its id is never taken: the frame it stood for is a hole in the numbers, counted
+// once when the next complete frame comes. Before the first complete frame there are no numbers
+// to leave a hole in, and it counts as incomplete. A frame cut short by the stream's own end
+// (aborted) was not lost on the way.
+void giveBackUnfinished(StreamSink& sink, ArvStream* stream, ArvBuffer* buffer) {
+    if (!sink.numbering.started() && arv_buffer_get_status(buffer) != ARV_BUFFER_STATUS_ABORTED) {
+        sink.incomplete.fetch_add(1);
+    }
+    arv_stream_push_buffer(stream, buffer);
+}
+
 // A buffer Aravis has finished with, taken out of its output queue on the stream thread.
 void deliver(StreamSink& sink, ArvStream* stream, ArvBuffer* buffer) {
     takeOver(buffer);
@@ -128,6 +141,10 @@ void deliver(StreamSink& sink, ArvStream* stream, ArvBuffer* buffer) {
     // Each frame takes its running number here, so a frame lost on the way is a hole in them.
     if (sink.restartNumbering.exchange(false)) {
         sink.numbering.restart();
+    }
+    if (arv_buffer_get_status(buffer) != ARV_BUFFER_STATUS_SUCCESS) {
+        giveBackUnfinished(sink, stream, buffer);
+        return;
     }
     const CFrameNumbering::Step step = sink.numbering.take(arv_buffer_get_frame_id(buffer));
     if (step.late) {
@@ -140,11 +157,6 @@ void deliver(StreamSink& sink, ArvStream* stream, ArvBuffer* buffer) {
     const uint64_t number = step.number;
     auto channel = sink.channel.lock();
     if (!channel) {
-        arv_stream_push_buffer(stream, buffer);
-        return;
-    }
-    if (arv_buffer_get_status(buffer) != ARV_BUFFER_STATUS_SUCCESS) {
-        sink.incomplete.fetch_add(1);
         arv_stream_push_buffer(stream, buffer);
         return;
     }

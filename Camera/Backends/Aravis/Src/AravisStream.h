@@ -1,8 +1,9 @@
 // The stream channel of an Aravis device. Its buffers are allocated once per connection,
 // payload size and buffer count, and go round: Aravis fills one, the stream thread hands it
 // to the bounded queue as a frame that holds the buffer with no copy, and the buffer goes back
-// to Aravis when the last frame that holds it is gone. Incomplete frames go straight back and
-// are counted, as are the frames skipped between two the stream took (by their frame numbers).
+// to Aravis when the last frame that holds it is gone. Incomplete frames go straight back; the
+// frames skipped between two the stream took (by their frame numbers) are counted, incomplete
+// ones among them, and so are incomplete frames before the first complete one.
 #pragma once
 
 #include <atomic>

@@ -5,9 +5,10 @@
 // a running number from 0 at acquisition start, and a frame the device sent but the host never
 // received is a hole in those numbers, counted once as skipped.
 //
-// A busy receiver may hand back a frame after a newer one (an incomplete frame it gave up on late,
-// up to a few ids behind, once even across the wrap). Such a frame is late: it does not move the
-// newest id back, counts nothing again and gets no number of its own, so the numbers only go up.
+// A frame may come after a newer one: Aravis drops a frame up to 100 ids behind the newest itself
+// but passes on one further behind (also across the wrap) as new. Such a frame is late: it does
+// not move the newest id back, counts nothing again and gets no number of its own, so the numbers
+// only go up.
 #pragma once
 
 #include <cstdint>
@@ -32,6 +33,8 @@ public:
     Step take(uint64_t frameId);
     // Acquisition starts again: the next frame is number 0.
     void restart();
+    // True once a frame has been taken since the start.
+    bool started() const { return started_; }
 
 private:
     bool started_ = false;
