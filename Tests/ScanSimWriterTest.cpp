@@ -426,3 +426,21 @@ TEST(ScanSimSceneFile, MistakesAreRefusedWithTheirPlace) {
 }
 
 } // namespace
+
+TEST(ScanSimSceneFile, SheetThicknessAndExposureShareAreReadAndChecked) {
+    Scene scene;
+    std::string error;
+    ASSERT_TRUE(parseScene(R"({"description": "a sheet 1 mm thick", "station": {"laserSheetFwhm": 1.2},
+                               "motion": {"mmPerFrame": 4, "exposureShare": 0.35}})",
+                           scene, error))
+        << error;
+    EXPECT_DOUBLE_EQ(scene.station.laserSheetFwhm, 1.2);
+    EXPECT_DOUBLE_EQ(scene.motion.exposureShare, 0.35);
+    ASSERT_TRUE(parseScene("{}", scene, error)) << error;
+    EXPECT_EQ(scene.station.laserSheetFwhm, 0.0);
+    EXPECT_EQ(scene.motion.exposureShare, 0.0);
+    EXPECT_FALSE(parseScene(R"({"motion": {"exposureShare": 1.5}})", scene, error));
+    EXPECT_NE(error.find("exposureShare"), std::string::npos);
+    EXPECT_FALSE(parseScene(R"({"station": {"laserSheetFwhm": -1}})", scene, error));
+    EXPECT_NE(error.find("laserSheetFwhm"), std::string::npos);
+}
