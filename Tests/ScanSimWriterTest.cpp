@@ -155,9 +155,25 @@ TEST_F(ScanSimWriter, CalibrationFilesParseBackToTheSceneNumbers) {
     const double slantDrop = fan[1] / std::cos(6.0 * degree);
     EXPECT_NEAR(std::tan(fan[2] / 2.0 * degree) * slantDrop, 0.6 * scene.station.beltWidth, 1e-6);
 
+    // An ideal sheet and an instant exposure: the light window's keys stay out.
+    EXPECT_TRUE(scan.getVal("scan_laser_sheet").empty());
+    EXPECT_TRUE(scan.getVal("scan_exposure_share").empty());
+
     CKeyValueCfgParser params;
     parse(params, "3DCfg/CameraParams.cfg");
     EXPECT_EQ(params.getVal("PixelFormat"), "Mono8");
+}
+
+TEST_F(ScanSimWriter, AStationWithASheetOfSomeThicknessWritesItsLightWindow) {
+    Scene scene = tiltedScene();
+    scene.station.laserSheetFwhm = 1.2;
+    scene.motion.exposureShare = 0.35;
+    std::string error;
+    ASSERT_TRUE(writeCalibrationFiles(scene, "3DCfg", error)) << error;
+    CKeyValueCfgParser scan;
+    parse(scan, "3DCfg/CalibScanCfg.cfg");
+    EXPECT_EQ(number(scan, "scan_laser_sheet"), 1.2);
+    EXPECT_EQ(number(scan, "scan_exposure_share"), 0.35);
 }
 
 TEST_F(ScanSimWriter, CalibrationLinesFitTheParsersLineLength) {

@@ -19,11 +19,13 @@ struct FrameInfo {
     int64_t wallClockMs = 0;         // milliseconds since 1970, when processed
     Travel travel[LPMC_MAX_CAMERAS]; // belt travel at each camera's timestamp
     Travel step;                     // travel since the previous frame
+    float beltPeak = 0.0f;           // mean peak grey of the belt's line; 0: none seen
 };
 
 struct FrameSlot {
     FrameInfo info;
     ProfilePoint* points = nullptr;
+    uint8_t* strengths = nullptr; // the peak grey of each point's line, beside points
     uint32_t pointCount = 0;
     ProfileRun* runs = nullptr;
     uint32_t runCount = 0;
@@ -49,6 +51,7 @@ private:
     std::unique_ptr<FrameSlot[]> slots_;
     std::unique_ptr<bool[]> written_;
     std::unique_ptr<ProfilePoint[]> points_;
+    std::unique_ptr<uint8_t[]> strengths_;
     std::unique_ptr<ProfileRun[]> runs_;
 };
 

@@ -80,6 +80,7 @@ struct ProfileSettings {
 
 struct ProfileOutput {
     ProfilePoint* points = nullptr; // room for region.width more points
+    uint8_t* strengths = nullptr;   // optional: beside points, the peak grey of each point's line
     uint32_t pointCount = 0;        // in/out: points already in the store
     ProfileRun* runs = nullptr;
     uint32_t runCapacity = 0;
@@ -93,6 +94,9 @@ struct ProfileOutput {
     // min > max when there were none.
     float beltMinX = 1e30f, beltMaxX = -1e30f, objectMinX = 1e30f, objectMaxX = -1e30f;
     float beltY = 0.0f; // board Y of the last belt point
+    // Peak grey of the belt's line, summed over the belt points that carry one, and their count.
+    uint64_t beltPeakSum = 0;
+    uint32_t beltPeakCount = 0;
 };
 
 // Turns line rows (one per image column; negative: no line) into object points and runs and

@@ -177,6 +177,10 @@ int32_t CScanner::setConfig(const LpmcConfig& config) {
     fs.finiteVolume = s.finiteVolume;
     fs.gridWidth = s.deepImageWidth;
     fs.gridHeight = s.deepImageHeight;
+    fs.sheetFwhm = s.own.sheetFwhm;
+    fs.exposureShare = s.own.exposureShare;
+    fs.lineThreshold = s.camera[0].thresh;
+    fs.pointsPerFrame = pointsPerFrame;
     if (!fitter_.configure(fs)) {
         return LPMC_ERR_NO_MEMORY;
     }
@@ -300,6 +304,7 @@ void CScanner::addEdgeHoles(const ProfileOutput& out) {
 void CScanner::takeProfiles(const LpmcInput& in, FrameSlot& slot) {
     ProfileOutput out;
     out.points = slot.points;
+    out.strengths = slot.strengths;
     out.runs = slot.runs;
     out.runCapacity = store_.runsPerFrame();
     std::swap(belt_, beltBefore_);
@@ -319,6 +324,9 @@ void CScanner::takeProfiles(const LpmcInput& in, FrameSlot& slot) {
     }
     slot.pointCount = out.pointCount;
     slot.runCount = out.runCount;
+    slot.info.beltPeak = out.beltPeakCount > 0
+                             ? static_cast<float>(out.beltPeakSum) / static_cast<float>(out.beltPeakCount)
+                             : 0.0f;
     frameHoleCount_ = out.holeCount;
     addEdgeHoles(out);
     markOwnShadows(slot);
