@@ -2,6 +2,7 @@
 // of an object and what it leaves out.
 #include <algorithm>
 #include <cmath>
+#include <iterator>
 #include <vector>
 
 #include <gtest/gtest.h>
@@ -217,7 +218,8 @@ double windowShare(double line, double rear, double front, double sigma, double 
 
 // A flat box 200 mm high under a sheet of 1 mm FWHM and an exposure of 40 % of the frame period
 // at `spacing` mm between profiles; profile k lies at -spacing * k along the belt. Each column's
-// line strength is the share of the window on the top times 180 grey, with a speckle of 15 %.
+// line strength is the share of the window on the top times 180 grey, with a speckle of 15 %;
+// the belt's bins across the box hold its line dimmed by the same share.
 // The camera looks from 1000 mm upstream: beyond the front the box hides the belt, so a weak top
 // line shows down to the threshold (20 grey); beyond the rear the belt's line (100 grey) shows
 // and outshines a top line weaker than it.
@@ -253,6 +255,15 @@ struct WindowBoxScan {
             const bool nearFront = line > 0.5 * (rear + front);
             const bool shows =
                 nearFront ? share * fullPeak >= kThreshold : share * fullPeak > (1.0 - share) * kBeltPeak;
+            // Across the box the belt shows dimmed by the share of the light on the top, where the
+            // top's line doesn't outshine it and the box doesn't hide it from the camera.
+            const bool beltHidden = shows || (nearFront && share > 0.0);
+            for (int32_t b = 0; b < kBeltPeakBins; ++b) {
+                const float x = kBeltPeakFirstX + (static_cast<float>(b) + 0.5f) * kBeltPeakBinWidth;
+                const bool behindBox = x > -104.0f && x < 104.0f;
+                slot.info.beltBins[b] = static_cast<uint8_t>(
+                    !behindBox ? kBeltPeak : (beltHidden ? 0.0 : std::round((1.0 - share) * kBeltPeak)));
+            }
             if (!shows) {
                 continue;
             }
@@ -315,6 +326,23 @@ TEST(LpmcBoxFitTest, AnUnknownWindowLeavesTheEndsHalfAStepBeyondTheEndProfiles) 
     const double samples = 2.0 * static_cast<double>(scan.object.lastSeq - scan.object.firstSeq);
     EXPECT_NEAR(f.box.length, samples + 2.0, 0.01);
     EXPECT_FALSE(f.lengthUnsure);
+}
+
+TEST(LpmcBoxFitTest, TheBeltDimmedBehindTheRearNarrowsWhereTheRearIs) {
+    // The rear 4.3 mm behind a profile at 5 mm between profiles: that profile lies wholly on the
+    // top, the next one shows the belt behind it dimmed by the fifth of its window still on the
+    // top. Without the belt's bins the rear lies anywhere in the gap between the two windows.
+    const double front = -29.5, rear = -5.0 * 60.0 - 4.3; // the front straddled by a profile
+    WindowBoxScan scan(5.0, rear, front);
+    const FittedBox withBelt = scan.fit();
+    EXPECT_NEAR(withBelt.box.length, front - rear, 0.3);
+    for (uint64_t seq = 0; seq < WindowBoxScan::kFrames; ++seq) {
+        std::fill(std::begin(scan.store.find(seq)->info.beltBins),
+                  std::end(scan.store.find(seq)->info.beltBins), uint8_t{0});
+    }
+    const FittedBox without = scan.fit();
+    EXPECT_GT(std::fabs(without.box.length - (front - rear)),
+              std::fabs(withBelt.box.length - (front - rear)));
 }
 
 TEST(LpmcBoxFitTest, EndsThatNoProfileStraddlesStayUnsureWhereTheGapBetweenWindowsIsTooWide) {

@@ -48,6 +48,19 @@ float meanEndHeight(const ProfileRun& run) {
     return 0.5f * (run.leftH + run.rightH);
 }
 
+// Board X extent of an object's runs in one profile; false when it has none there.
+bool objectSpan(int32_t object, const FrameSlot& slot, float& x0, float& x1) {
+    x0 = 1e30f;
+    x1 = -1e30f;
+    for (uint32_t r = 0; r < slot.runCount; ++r) {
+        if (slot.runs[r].object == object) {
+            x0 = std::fmin(x0, slot.runs[r].x0);
+            x1 = std::fmax(x1, slot.runs[r].x1);
+        }
+    }
+    return x0 <= x1;
+}
+
 } // namespace
 
 bool CBoxFitter::configure(const FitSettings& settings) {
@@ -296,6 +309,13 @@ bool CBoxFitter::endFromWindow(const TrackedObject& object, const CFrameStore& s
         return false;
     }
     const CLightWindow window(s_.sheetFwhm, s_.exposureShare * stepLength);
+    // Beyond the end the belt shows unless something hides it from the camera there (the object
+    // itself on the side the camera looks from, or a tall neighbour).
+    float x0 = 0.0f, x1 = 0.0f;
+    const bool spanned = objectSpan(object.id, *in, x0, x1);
+    if (beltCanShow && beyond != nullptr && spanned && CEndShare::beltBinsShown(*beyond, x0, x1) == 0) {
+        beltCanShow = false;
+    }
     double shows = kShowMargin * s_.lineThreshold / e.innerPeak;
     if (beltCanShow) {
         const double belt =
@@ -304,9 +324,24 @@ bool CBoxFitter::endFromWindow(const TrackedObject& object, const CFrameStore& s
     }
     shows = std::min(shows, kMostShowingShare);
     const double margin = 2.0 * e.spread + kShareFloor;
-    const double lo = e.share - margin <= 0.0 ? -window.reach() : window.offsetOfShare(e.share - margin);
-    const double hi = std::min(e.share + margin >= 1.0 ? 1e300 : window.offsetOfShare(e.share + margin),
-                               stepLength + window.offsetOfShare(shows));
+    double lo = e.share - margin <= 0.0 ? -window.reach() : window.offsetOfShare(e.share - margin);
+    double hi = std::min(e.share + margin >= 1.0 ? 1e300 : window.offsetOfShare(e.share + margin),
+                         stepLength + window.offsetOfShare(shows));
+    // Where the belt shows beyond the end, the profile beyond shows it dimmed by the share of its
+    // light that still fell on the top: that places the end from the outer profile too.
+    const uint64_t further = outer > boundary ? outer + 1 : outer - 1;
+    const FrameSlot* clear = store.find(further);
+    EndShare o;
+    if (beltCanShow && beyond != nullptr && clear != nullptr && spanned &&
+        CEndShare::measureBeyond(*beyond, *clear, x0, x1, o)) {
+        const double m = 2.0 * o.spread + kShareFloor;
+        if (o.share - m > 0.0) {
+            lo = std::max(lo, stepLength + window.offsetOfShare(o.share - m));
+        }
+        if (o.share + m < 1.0) {
+            hi = std::min(hi, stepLength + window.offsetOfShare(o.share + m));
+        }
+    }
     if (!(hi >= lo)) {
         return false;
     }

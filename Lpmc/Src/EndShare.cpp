@@ -88,4 +88,38 @@ bool CEndShare::measure(int32_t object, const FrameSlot& boundary, const FrameSl
     return true;
 }
 
+int32_t CEndShare::beltBinsShown(const FrameSlot& slot, float x0, float x1) {
+    const int32_t first = beltPeakBin(x0 + kBeltPeakBinWidth), last = beltPeakBin(x1 - kBeltPeakBinWidth);
+    int32_t n = 0;
+    for (int32_t b = std::max(first, 0); first >= 0 && last >= 0 && b <= last; ++b) {
+        n += slot.info.beltBins[b] > 0 ? 1 : 0;
+    }
+    return n;
+}
+
+bool CEndShare::measureBeyond(const FrameSlot& outer, const FrameSlot& clear, float x0, float x1,
+                              EndShare& out) {
+    float ratios[kBeltPeakBins];
+    int32_t n = 0;
+    const int32_t first = beltPeakBin(x0 + kBeltPeakBinWidth), last = beltPeakBin(x1 - kBeltPeakBinWidth);
+    for (int32_t b = std::max(first, 0); first >= 0 && last >= 0 && b <= last; ++b) {
+        if (outer.info.beltBins[b] > 0 && clear.info.beltBins[b] > 0) {
+            ratios[n++] =
+                static_cast<float>(outer.info.beltBins[b]) / static_cast<float>(clear.info.beltBins[b]);
+        }
+    }
+    if (n < kLeastBins) {
+        return false;
+    }
+    const float belt = median(ratios, static_cast<uint32_t>(n));
+    for (int32_t i = 0; i < n; ++i) {
+        ratios[i] = std::fabs(ratios[i] - belt);
+    }
+    const double deviation = 1.4826 * median(ratios, static_cast<uint32_t>(n));
+    out.share = std::clamp(1.0 - static_cast<double>(belt), 0.0, 1.0);
+    out.spread = 1.2533 * deviation / std::sqrt(static_cast<double>(n));
+    out.columns = static_cast<uint32_t>(n);
+    return true;
+}
+
 } // namespace lpmc

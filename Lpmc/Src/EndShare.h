@@ -32,6 +32,16 @@ public:
 
     static constexpr uint32_t kLeastColumns = 20;
 
+    // The share of the `outer` profile's light that fell on the object beyond the belt it shows
+    // across [x0, x1]: one less the belt's strength there over its strength in the `clear`
+    // profile, one step further out, median over the bins of beltPeakBin wholly inside. False
+    // when fewer than kLeastBins bins show the belt in both.
+    static bool measureBeyond(const FrameSlot& outer, const FrameSlot& clear, float x0, float x1,
+                              EndShare& out);
+    static constexpr int32_t kLeastBins = 3;
+    // How many bins wholly inside [x0, x1] show the belt in `slot`.
+    static int32_t beltBinsShown(const FrameSlot& slot, float x0, float x1);
+
 private:
     struct Sample {
         float x;

@@ -15,11 +15,12 @@ struct Travel {
 
 struct FrameInfo {
     uint64_t seq = 0;
-    double timestamp = 0.0;          // of camera 0
-    int64_t wallClockMs = 0;         // milliseconds since 1970, when processed
-    Travel travel[LPMC_MAX_CAMERAS]; // belt travel at each camera's timestamp
-    Travel step;                     // travel since the previous frame
-    float beltPeak = 0.0f;           // mean peak grey of the belt's line; 0: none seen
+    double timestamp = 0.0;               // of camera 0
+    int64_t wallClockMs = 0;              // milliseconds since 1970, when processed
+    Travel travel[LPMC_MAX_CAMERAS];      // belt travel at each camera's timestamp
+    Travel step;                          // travel since the previous frame
+    float beltPeak = 0.0f;                // mean peak grey of the belt's line; 0: none seen
+    uint8_t beltBins[kBeltPeakBins] = {}; // the same per bin of board X (beltPeakBin); 0: none seen
 };
 
 struct FrameSlot {

@@ -85,8 +85,15 @@ public:
     // A belt point: it ends any run, and a long stretch without any line before it is a hole.
     void belt(const ProfilePoint& p, uint8_t peak) {
         close(false);
-        out_.beltPeakSum += peak;
-        out_.beltPeakCount += peak > 0 ? 1U : 0U;
+        if (s_.beltStrength && peak > 0) {
+            out_.beltPeakSum += peak;
+            ++out_.beltPeakCount;
+            const int32_t bin = beltPeakBin(p.x);
+            if (bin >= 0) {
+                out_.beltBinSum[bin] += peak;
+                ++out_.beltBinCount[bin];
+            }
+        }
         resolvePending(RunBound::Belt, 0.0f);
         if (out_.belt != nullptr) {
             out_.belt->mark(p.x);

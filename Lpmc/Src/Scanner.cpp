@@ -126,6 +126,7 @@ int32_t CScanner::setConfig(const LpmcConfig& config) {
         ps.minRunPoints = std::max(1, s.noiseFactor);
         ps.splitAtSeams = s.multiPackage;
         ps.seamPeak = 3 * c.thresh;
+        ps.beltStrength = s.own.windowKnown();
         pointsPerFrame += static_cast<uint32_t>(c.region.width);
     }
     const uint32_t slots =
@@ -324,9 +325,14 @@ void CScanner::takeProfiles(const LpmcInput& in, FrameSlot& slot) {
     }
     slot.pointCount = out.pointCount;
     slot.runCount = out.runCount;
-    slot.info.beltPeak = out.beltPeakCount > 0
-                             ? static_cast<float>(out.beltPeakSum) / static_cast<float>(out.beltPeakCount)
-                             : 0.0f;
+    if (out.beltPeakCount > 0) { // gathered only where the light window is known
+        for (int32_t b = 0; b < kBeltPeakBins; ++b) {
+            slot.info.beltBins[b] = out.beltBinCount[b] > 0
+                                        ? static_cast<uint8_t>(out.beltBinSum[b] / out.beltBinCount[b])
+                                        : uint8_t{0};
+        }
+        slot.info.beltPeak = static_cast<float>(out.beltPeakSum) / static_cast<float>(out.beltPeakCount);
+    }
     frameHoleCount_ = out.holeCount;
     addEdgeHoles(out);
     markOwnShadows(slot);
