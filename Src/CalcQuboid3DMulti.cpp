@@ -97,6 +97,18 @@ void readLaserFan(CKeyValueCfgParser& scan, LpmcConfig& config) {
     std::memcpy(config.libraryOwn + LPMC_OWN_FAN_ANGLE, &fan[2], sizeof(double));
 }
 
+// The light window along the belt (the sheet's thickness and the exposure's share of the frame
+// period), each where the scan file states it.
+void readLightWindow(CKeyValueCfgParser& scan, LpmcConfig& config) {
+    double value = 0.0;
+    if (scan.getVal(ConfigFormat::ScanKey::kLaserSheet, value)) {
+        std::memcpy(config.libraryOwn + LPMC_OWN_SHEET_FWHM, &value, sizeof(double));
+    }
+    if (scan.getVal(ConfigFormat::ScanKey::kExposureShare, value)) {
+        std::memcpy(config.libraryOwn + LPMC_OWN_EXPOSURE_SHARE, &value, sizeof(double));
+    }
+}
+
 } // namespace
 
 CCalcQuboid3DMulti::CCalcQuboid3DMulti() {
@@ -276,6 +288,7 @@ bool CCalcQuboid3DMulti::readConfig(const std::string& cfgDir) {
     scan.getVal(ScanKey::kPackageIntimeFlag, config.scan_package_intime_flag);
     scan.getVal(ScanKey::kPackageDistance, config.scan_package_distance);
     readLaserFan(scan, config);
+    readLightWindow(scan, config);
     for (std::uint32_t i = 0; i < cameraCount; ++i) {
         scan.getVal(ScanKey::kThresh, config.thresh[i]);
         scan.getVal(ScanKey::kImageWidth, config.region[i]->width);

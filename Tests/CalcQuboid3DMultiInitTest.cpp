@@ -114,6 +114,24 @@ TEST_F(CalcInitTest, TheLaserFanOfTheScanFileGoesIntoTheLibrarysOwnBytes) {
     EXPECT_EQ(got.libraryOwn[0], 0x5A) << "the rest of the library's own bytes go back unchanged";
 }
 
+TEST_F(CalcInitTest, TheLightWindowOfTheScanFileGoesIntoTheLibrarysOwnBytes) {
+    ASSERT_TRUE(init());
+    double sheet = -1.0;
+    std::memcpy(&sheet, stub::received().configAtSet.libraryOwn + LPMC_OWN_SHEET_FWHM, sizeof sheet);
+    EXPECT_EQ(sheet, 0.0) << "without the keys the library's own bytes stay as reported";
+    calc.release();
+    files.scan[Format::ScanKey::kLaserSheet] = "1.25";
+    files.scan[Format::ScanKey::kExposureShare] = "0.4";
+    ASSERT_TRUE(init());
+    const LpmcConfig got = stub::received().configAtSet;
+    double window[2] = {};
+    std::memcpy(&window[0], got.libraryOwn + LPMC_OWN_SHEET_FWHM, sizeof(double));
+    std::memcpy(&window[1], got.libraryOwn + LPMC_OWN_EXPOSURE_SHARE, sizeof(double));
+    EXPECT_EQ(window[0], 1.25);
+    EXPECT_EQ(window[1], 0.4);
+    EXPECT_EQ(got.libraryOwn[0], 0x5A) << "the rest of the library's own bytes go back unchanged";
+}
+
 TEST_F(CalcInitTest, GetConfigReceivesAllocatedRegionsAndAClearedRecord) {
     ASSERT_TRUE(init());
     const auto got = stub::received();

@@ -1,6 +1,7 @@
 // The configuration record: the defaults a fresh instance reports, the round trip through the
 // record, the library's own block, the checks of every range, and the regions.
 #include <cmath>
+#include <cstddef>
 #include <cstring>
 #include <limits>
 
@@ -185,6 +186,40 @@ TEST(LpmcConfigTest, TheLaserFanIsUnknownUntilACallerStatesIt) {
          {std::pair{size_t{LPMC_OWN_FAN_APEX_HEIGHT}, 0.0}, std::pair{size_t{LPMC_OWN_FAN_ANGLE}, 180.0},
           std::pair{size_t{LPMC_OWN_FAN_ANGLE}, -5.0},
           std::pair{size_t{LPMC_OWN_FAN_APEX_X}, std::numeric_limits<double>::infinity()}}) {
+        Record broken;
+        std::memcpy(broken.cfg.libraryOwn, r.cfg.libraryOwn, sizeof r.cfg.libraryOwn);
+        std::memcpy(broken.cfg.libraryOwn + at, &value, 8);
+        EXPECT_EQ(readConfig(broken.cfg, 1, kSizes, s), LPMC_ERR_CONFIG)
+            << "offset " << at << " value " << value;
+    }
+}
+
+TEST(LpmcConfigTest, TheLightWindowSitsAfterTheFanAndIsUnknownUntilACallerStatesIt) {
+    EXPECT_EQ(offsetof(LpmcConfig, libraryOwn) + LPMC_OWN_SHEET_FWHM, 264u);
+    EXPECT_EQ(offsetof(LpmcConfig, libraryOwn) + LPMC_OWN_EXPOSURE_SHARE, 272u);
+    Record r;
+    ScanSettings s;
+    ASSERT_EQ(readConfig(r.cfg, 1, kSizes, s), LPMC_OK);
+    EXPECT_FALSE(s.own.windowKnown());
+    const double window[2] = {1.0, 0.4};
+    std::memcpy(r.cfg.libraryOwn + LPMC_OWN_SHEET_FWHM, &window[0], 8);
+    std::memcpy(r.cfg.libraryOwn + LPMC_OWN_EXPOSURE_SHARE, &window[1], 8);
+    ASSERT_EQ(readConfig(r.cfg, 1, kSizes, s), LPMC_OK);
+    EXPECT_TRUE(s.own.windowKnown());
+    EXPECT_EQ(s.own.sheetFwhm, 1.0);
+    EXPECT_EQ(s.own.exposureShare, 0.4);
+    Record back;
+    writeConfig(s, back.cfg);
+    EXPECT_EQ(std::memcmp(back.cfg.libraryOwn, r.cfg.libraryOwn, sizeof r.cfg.libraryOwn), 0);
+    // Bytes 280..303 stay zero.
+    for (size_t at = LPMC_OWN_EXPOSURE_SHARE + 8; at < sizeof back.cfg.libraryOwn; ++at) {
+        EXPECT_EQ(back.cfg.libraryOwn[at], 0) << "offset " << at;
+    }
+    // A negative or absurdly thick sheet, an exposure longer than the frame period, a NaN.
+    for (const auto& [at, value] :
+         {std::pair{size_t{LPMC_OWN_SHEET_FWHM}, -0.5}, std::pair{size_t{LPMC_OWN_SHEET_FWHM}, 25.0},
+          std::pair{size_t{LPMC_OWN_EXPOSURE_SHARE}, 1.5}, std::pair{size_t{LPMC_OWN_EXPOSURE_SHARE}, -0.1},
+          std::pair{size_t{LPMC_OWN_EXPOSURE_SHARE}, std::numeric_limits<double>::quiet_NaN()}}) {
         Record broken;
         std::memcpy(broken.cfg.libraryOwn, r.cfg.libraryOwn, sizeof r.cfg.libraryOwn);
         std::memcpy(broken.cfg.libraryOwn + at, &value, 8);

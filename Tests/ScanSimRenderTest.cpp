@@ -491,3 +491,125 @@ TEST(ScanSimTime, DriftingObjectsMoveAcrossAndTheTruthCentreIsWhereTheyWereFirst
 }
 
 } // namespace
+
+namespace {
+
+// Summed grey of the rows within 4 of `row` in column c (the quiet scene's ambient is 0).
+double lineStrength(const RenderedFrame& f, int width, int c, double row) {
+    double sum = 0.0;
+    const int height = static_cast<int>(f.mono8.size()) / width;
+    for (int r = std::max(0, static_cast<int>(row) - 4); r <= std::min(height - 1, static_cast<int>(row) + 5);
+         ++r) {
+        sum += f.mono8[static_cast<size_t>(r) * width + static_cast<size_t>(c)];
+    }
+    return sum;
+}
+
+} // namespace
+
+TEST(ScanSimWindow, NoThicknessAndNoTravelIsOneInstant) {
+    const ExposureWindow w = exposureWindow(0.0, 0.0);
+    ASSERT_EQ(w.offsets.size(), 1u);
+    EXPECT_EQ(w.offsets[0], 0.0);
+    EXPECT_EQ(w.weights[0], 1.0);
+}
+
+TEST(ScanSimWindow, TheSheetSeenThroughTheExposureSpreadsTheLightAsTheirConvolution) {
+    const double fwhm = 1.0;
+    const double travel = 1.6;
+    const ExposureWindow w = exposureWindow(fwhm, travel);
+    ASSERT_GT(w.offsets.size(), 5u);
+    EXPECT_EQ(w.offsets[0], 0.0); // the frame's own position comes first
+    double total = 0.0;
+    double mean = 0.0;
+    double variance = 0.0;
+    for (size_t i = 0; i < w.offsets.size(); ++i) {
+        total += w.weights[i];
+        mean += w.weights[i] * w.offsets[i];
+        variance += w.weights[i] * w.offsets[i] * w.offsets[i];
+    }
+    EXPECT_NEAR(total, 1.0, 1e-9);
+    EXPECT_NEAR(mean, 0.0, 1e-9);
+    const double sigma = fwhm / 2.3548;
+    // Variances add under convolution: the Gaussian's and the box's (travel^2 / 12).
+    EXPECT_NEAR(variance, sigma * sigma + travel * travel / 12.0, 0.05 * variance);
+    std::vector<double> sorted = w.offsets;
+    std::sort(sorted.begin(), sorted.end());
+    for (size_t i = 1; i < sorted.size(); ++i) {
+        EXPECT_LE(sorted[i] - sorted[i - 1], 0.25 + 1e-9);
+    }
+}
+
+TEST(ScanSimWindow, AFrameWhoseWindowHoldsNoEdgeRendersExactlyAsAnInstant) {
+    Scene instant = quietScene();
+    instant.optics = Optics{};
+    instant.optics.sensorNoise = 1.5;
+    instant.objects = {box(300.0, 200.0, 150.0, 0.0, 20.5)};
+    Scene window = instant;
+    window.station.laserSheetFwhm = 1.0;
+    window.motion.exposureShare = 0.4;
+    const CFrameRenderer a(instant);
+    const CFrameRenderer b(window);
+    RenderedFrame fa;
+    RenderedFrame fb;
+    for (const int frame : {5, 150}) { // empty belt; the middle of the box's top
+        a.render(frame, fa);
+        b.render(frame, fb);
+        EXPECT_EQ(fb.trace.parts(), 1) << frame;
+        EXPECT_EQ(fa.mono8, fb.mono8) << frame;
+        EXPECT_EQ(fa.line.rows, fb.line.rows) << frame;
+        EXPECT_EQ(fa.line.peaks, fb.line.peaks) << frame;
+    }
+}
+
+TEST(ScanSimWindow, AFrameStraddlingTheRearEdgeShowsTheTopAndTheBeltAtTheirSharesOfTheLight) {
+    Scene scene = quietScene();
+    scene.motion.mmPerFrame = 2.0;
+    scene.motion.exposureShare = 1.0; // the belt travels 2 mm while the frame is exposed
+    const double length = 300.0;
+    scene.objects = {box(length, 200.0, 150.0, 0.0, 40.0)};
+    scene.objects[0].reflectance = 0.5; // below saturation
+    const CFrameRenderer r(scene);
+    // The frame whose window, 1 mm either side of its position, holds the rear edge.
+    int straddling = -1;
+    double rearY = 0.0;
+    for (int k = 0; k < r.frameCount() && straddling < 0; ++k) {
+        rearY = r.objectCentreAt(0, k).y - length / 2.0;
+        if (std::abs(rearY) < 0.8) {
+            straddling = k;
+        }
+    }
+    ASSERT_GE(straddling, 0);
+    RenderedFrame onTop;
+    RenderedFrame edge;
+    RenderedFrame past;
+    r.render(straddling - 3, onTop);
+    r.render(straddling, edge);
+    r.render(straddling + 3, past);
+    EXPECT_GT(edge.trace.parts(), 1);
+
+    const Station& st = scene.station;
+    const int width = st.camera.width;
+    const int c = static_cast<int>(std::lround(st.camera.project({0.0, 0.0, st.beltZ() + 150.0})->u));
+    const ColumnSample* top = findSample(onTop.trace, c, 0);
+    const ColumnSample* belt = findSample(past.trace, c, kBeltObject);
+    ASSERT_NE(top, nullptr);
+    ASSERT_NE(belt, nullptr);
+    const double topShare = lineStrength(edge, width, c, top->row) / lineStrength(onTop, width, c, top->row);
+    const double beltShare =
+        lineStrength(edge, width, c, belt->row) / lineStrength(past, width, c, belt->row);
+    // Parts still on the box: belt offsets up to -rearY of the window [-1, 1]; within half a
+    // part's cell (0.25 mm of 2 mm).
+    EXPECT_NEAR(topShare, (1.0 - rearY) / 2.0, 0.07);
+    EXPECT_NEAR(topShare + beltShare, 1.0, 0.05);
+    EXPECT_GT(topShare, 0.1);
+    EXPECT_GT(beltShare, 0.1);
+
+    // The line form carries the stronger of the two at its share of the light.
+    const float edgeRow = edge.line.rows[static_cast<size_t>(c)];
+    ASSERT_GE(edgeRow, 0.0f);
+    const bool topWins = topShare * top->intensity > beltShare * belt->intensity;
+    EXPECT_NEAR(edgeRow, topWins ? top->row : belt->row, 0.5);
+    const double expectedPeak = topWins ? topShare * top->intensity : beltShare * belt->intensity;
+    EXPECT_NEAR(edge.line.peaks[static_cast<size_t>(c)], expectedPeak, 0.1 * expectedPeak + 2.0);
+}

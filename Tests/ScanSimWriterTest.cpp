@@ -155,9 +155,25 @@ TEST_F(ScanSimWriter, CalibrationFilesParseBackToTheSceneNumbers) {
     const double slantDrop = fan[1] / std::cos(6.0 * degree);
     EXPECT_NEAR(std::tan(fan[2] / 2.0 * degree) * slantDrop, 0.6 * scene.station.beltWidth, 1e-6);
 
+    // An ideal sheet and an instant exposure: the light window's keys stay out.
+    EXPECT_TRUE(scan.getVal("scan_laser_sheet").empty());
+    EXPECT_TRUE(scan.getVal("scan_exposure_share").empty());
+
     CKeyValueCfgParser params;
     parse(params, "3DCfg/CameraParams.cfg");
     EXPECT_EQ(params.getVal("PixelFormat"), "Mono8");
+}
+
+TEST_F(ScanSimWriter, AStationWithASheetOfSomeThicknessWritesItsLightWindow) {
+    Scene scene = tiltedScene();
+    scene.station.laserSheetFwhm = 1.2;
+    scene.motion.exposureShare = 0.35;
+    std::string error;
+    ASSERT_TRUE(writeCalibrationFiles(scene, "3DCfg", error)) << error;
+    CKeyValueCfgParser scan;
+    parse(scan, "3DCfg/CalibScanCfg.cfg");
+    EXPECT_EQ(number(scan, "scan_laser_sheet"), 1.2);
+    EXPECT_EQ(number(scan, "scan_exposure_share"), 0.35);
 }
 
 TEST_F(ScanSimWriter, CalibrationLinesFitTheParsersLineLength) {
@@ -426,3 +442,21 @@ TEST(ScanSimSceneFile, MistakesAreRefusedWithTheirPlace) {
 }
 
 } // namespace
+
+TEST(ScanSimSceneFile, SheetThicknessAndExposureShareAreReadAndChecked) {
+    Scene scene;
+    std::string error;
+    ASSERT_TRUE(parseScene(R"({"description": "a sheet 1 mm thick", "station": {"laserSheetFwhm": 1.2},
+                               "motion": {"mmPerFrame": 4, "exposureShare": 0.35}})",
+                           scene, error))
+        << error;
+    EXPECT_DOUBLE_EQ(scene.station.laserSheetFwhm, 1.2);
+    EXPECT_DOUBLE_EQ(scene.motion.exposureShare, 0.35);
+    ASSERT_TRUE(parseScene("{}", scene, error)) << error;
+    EXPECT_EQ(scene.station.laserSheetFwhm, 0.0);
+    EXPECT_EQ(scene.motion.exposureShare, 0.0);
+    EXPECT_FALSE(parseScene(R"({"motion": {"exposureShare": 1.5}})", scene, error));
+    EXPECT_NE(error.find("exposureShare"), std::string::npos);
+    EXPECT_FALSE(parseScene(R"({"station": {"laserSheetFwhm": -1}})", scene, error));
+    EXPECT_NE(error.find("laserSheetFwhm"), std::string::npos);
+}

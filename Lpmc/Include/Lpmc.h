@@ -135,6 +135,14 @@ typedef struct LpmcImageRegion {
 #define LPMC_OWN_FAN_APEX_HEIGHT 64
 #define LPMC_OWN_FAN_ANGLE 72
 
+/* Byte offsets inside LpmcConfig.libraryOwn of the light window along the belt, two doubles:
+ * the laser sheet's thickness along the belt at the belt (full width at half maximum, mm) and
+ * the exposure time as a share of the frame period (0..1; the belt travels that share of the
+ * profile spacing while a frame is exposed, centred on its stamp). Both zero (the default): the
+ * window is unknown. */
+#define LPMC_OWN_SHEET_FWHM 80
+#define LPMC_OWN_EXPOSURE_SHARE 88
+
 typedef struct LpmcConfig {
     int32_t cameraCount;
     int32_t gap0;

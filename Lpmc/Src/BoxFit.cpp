@@ -5,6 +5,8 @@
 #include <iterator>
 #include <new>
 
+#include "LightWindow.h"
+
 namespace lpmc {
 namespace {
 
@@ -25,6 +27,18 @@ constexpr double kLeastLengthLimit = 2.5;
 constexpr double kFaceAlongFraction = 0.2;
 constexpr double kFaceAlongMax = 0.5;
 constexpr double kFaceDrop = 1.0; // mm
+// A line shows where its peak passes the threshold, and beside the belt's line where it outshines
+// it; by this margin, since speckle moves single peaks.
+constexpr double kShowMargin = 1.3;
+constexpr double kMostShowingShare = 0.97;
+// Added to twice the measured share's standard error: what the model of the window leaves out
+// (ambient light in the peaks, the sheet's shape).
+constexpr double kShareFloor = 0.03;
+// mm added to the spread of an end placed from the window.
+constexpr double kWindowPlacementFloor = 0.1;
+// The share of the window that holds most of the light: an end left unplaced may lie this far
+// inside its boundary profile.
+constexpr double kWindowBulk = 0.9;
 
 double dot(const Point2& a, const Point2& b) {
     return a.x * b.x + a.y * b.y;
@@ -32,6 +46,19 @@ double dot(const Point2& a, const Point2& b) {
 
 float meanEndHeight(const ProfileRun& run) {
     return 0.5f * (run.leftH + run.rightH);
+}
+
+// Board X extent of an object's runs in one profile; false when it has none there.
+bool objectSpan(int32_t object, const FrameSlot& slot, float& x0, float& x1) {
+    x0 = 1e30f;
+    x1 = -1e30f;
+    for (uint32_t r = 0; r < slot.runCount; ++r) {
+        if (slot.runs[r].object == object) {
+            x0 = std::fmin(x0, slot.runs[r].x0);
+            x1 = std::fmax(x1, slot.runs[r].x1);
+        }
+    }
+    return x0 <= x1;
 }
 
 } // namespace
@@ -46,7 +73,8 @@ bool CBoxFitter::configure(const FitSettings& settings) {
     // Zeroed now, so that the first package's fit finds its pages mapped.
     gridSum_.reset(new (std::nothrow) float[cells]());
     gridCount_.reset(new (std::nothrow) uint32_t[cells]());
-    return candidates_ && hull_ && edges_ && gridSum_ && gridCount_ && heights_.configure(s_.maxHeight);
+    return candidates_ && hull_ && edges_ && gridSum_ && gridCount_ && heights_.configure(s_.maxHeight) &&
+           endShare_.configure(s_.pointsPerFrame);
 }
 
 // A short run of the object that neither the profile before nor the one after continues, at its
@@ -265,6 +293,122 @@ Rect2 CBoxFitter::placeFront(const Rect2& rect, const FirstProfile& front, doubl
     return r;
 }
 
+// The boundary profile shows the top's line at `share` of its full strength: the end lies where
+// that share of the window still fell on the top, t = offsetOfShare(share) outward of the
+// profile. The profile beyond it showed nothing of the top, so there the share was below what
+// shows: t < step + offsetOfShare(shows). Both together bound t; its middle places the end.
+bool CBoxFitter::endFromWindow(const TrackedObject& object, const CFrameStore& store, uint64_t boundary,
+                               uint64_t inner, uint64_t outer, bool beltCanShow, double stepLength,
+                               double height, double& offset, double& spread) {
+    const FrameSlot* b = store.find(boundary);
+    const FrameSlot* in = store.find(inner);
+    const FrameSlot* beyond = store.find(outer);
+    EndShare e;
+    if (b == nullptr || in == nullptr ||
+        !endShare_.measure(object.id, *b, *in, height, 2.0 * s_.heightBand, e) || e.innerPeak <= 0.0) {
+        return false;
+    }
+    const CLightWindow window(s_.sheetFwhm, s_.exposureShare * stepLength);
+    // Beyond the end the belt shows unless something hides it from the camera there (the object
+    // itself on the side the camera looks from, or a tall neighbour).
+    float x0 = 0.0f, x1 = 0.0f;
+    const bool spanned = objectSpan(object.id, *in, x0, x1);
+    if (beltCanShow && beyond != nullptr && spanned && CEndShare::beltBinsShown(*beyond, x0, x1) == 0) {
+        beltCanShow = false;
+    }
+    double shows = kShowMargin * s_.lineThreshold / e.innerPeak;
+    if (beltCanShow) {
+        const double belt =
+            beyond != nullptr && beyond->info.beltPeak > 0.0f ? kShowMargin * beyond->info.beltPeak : 1e9;
+        shows = std::max(shows, belt / (belt + e.innerPeak));
+    }
+    shows = std::min(shows, kMostShowingShare);
+    const double margin = 2.0 * e.spread + kShareFloor;
+    double lo = e.share - margin <= 0.0 ? -window.reach() : window.offsetOfShare(e.share - margin);
+    double hi = std::min(e.share + margin >= 1.0 ? 1e300 : window.offsetOfShare(e.share + margin),
+                         stepLength + window.offsetOfShare(shows));
+    // Where the belt shows beyond the end, the profile beyond shows it dimmed by the share of its
+    // light that still fell on the top: that places the end from the outer profile too.
+    const uint64_t further = outer > boundary ? outer + 1 : outer - 1;
+    const FrameSlot* clear = store.find(further);
+    EndShare o;
+    if (beltCanShow && beyond != nullptr && clear != nullptr && spanned &&
+        CEndShare::measureBeyond(*beyond, *clear, x0, x1, o)) {
+        const double m = 2.0 * o.spread + kShareFloor;
+        if (o.share - m > 0.0) {
+            lo = std::max(lo, stepLength + window.offsetOfShare(o.share - m));
+        }
+        if (o.share + m < 1.0) {
+            hi = std::min(hi, stepLength + window.offsetOfShare(o.share + m));
+        }
+    }
+    if (!(hi >= lo)) {
+        return false;
+    }
+    offset = 0.5 * (lo + hi);
+    spread = 0.5 * (hi - lo) + kWindowPlacementFloor;
+    return true;
+}
+
+// With the light window known and the front and rear running straight across the belt, each is
+// placed from its boundary profile's share of the light. An end that can't be placed so keeps its
+// place, and its spread grows by the window's bulk: its boundary profile may lie beyond it.
+Rect2 CBoxFitter::placeEndsFromWindow(const Rect2& rect, const TrackedObject& object,
+                                      const CFrameStore& store, const Point2& step, double height,
+                                      bool frontSeen, double& frontSpread, double& rearSpread) {
+    frontSpread = rearSpread = -1.0;
+    const double stepLength = std::hypot(step.x, step.y);
+    const Point2 u{step.x / stepLength, step.y / stepLength};
+    const bool alongU = std::fabs(dot(rect.axisU, u)) >= std::fabs(dot(rect.axisV, u));
+    const Point2 axisNear = alongU ? rect.axisU : rect.axisV;
+    const double extent = alongU ? rect.extentU : rect.extentV, across = alongU ? rect.extentV : rect.extentU;
+    const double cosine = dot(axisNear, u), sine = std::sqrt(std::max(0.0, 1.0 - cosine * cosine));
+    const FrameSlot* first = store.find(object.firstSeq);
+    if (across * sine > kFrontSquareness || object.lastSeq < object.firstSeq + 2 || first == nullptr) {
+        return rect;
+    }
+    const Point2 axis = cosine >= 0.0 ? axisNear : Point2{-axisNear.x, -axisNear.y}; // along the travel
+    const int frontSide = alongU ? (cosine >= 0.0 ? 0 : 1) : (cosine >= 0.0 ? 2 : 3);
+    const int rearSide = frontSide ^ 1;
+    const double centreAlong = dot(rect.centre, axis);
+    double front = centreAlong + 0.5 * extent, rear = centreAlong - 0.5 * extent;
+    // The camera looks at the line from upstream or downstream: on the side it looks from, the
+    // object hides the belt at the line while its top edge is within hideDistance of it.
+    const Vec3& c = s_.cameraCentre;
+    const double cameraAlong = dot({c.x, c.y}, u);
+    const double hideDistance = std::fabs(cameraAlong) * height / std::max(1.0, c.z - s_.beltZ);
+    const CLightWindow window(s_.sheetFwhm, s_.exposureShare * stepLength);
+    const bool hidesNear = hideDistance > window.reach() + stepLength;
+    const double bulk = window.offsetOfShare(kWindowBulk);
+    double along = 0.0, h = 0.0, offset = 0.0, spread = 0.0;
+    if (frontSeen && profileMean(object, store, *first, object.firstSeq, axis, along, h) &&
+        endFromWindow(object, store, object.firstSeq, object.firstSeq + 1, object.firstSeq - 1,
+                      !(hidesNear && cameraAlong < 0.0), stepLength, height, offset, spread)) {
+        front = along + offset;
+        frontSpread = spread;
+    } else {
+        frontSpread = sideSpread_[frontSide] + bulk;
+    }
+    if (profileMean(object, store, *first, object.lastSeq, axis, along, h) &&
+        endFromWindow(object, store, object.lastSeq, object.lastSeq - 1, object.lastSeq + 1,
+                      !(hidesNear && cameraAlong > 0.0), stepLength, height, offset, spread)) {
+        rear = along - offset;
+        rearSpread = spread;
+    } else {
+        rearSpread = sideSpread_[rearSide] + bulk;
+    }
+    if (front <= rear) {
+        frontSpread = sideSpread_[frontSide] + bulk;
+        rearSpread = sideSpread_[rearSide] + bulk;
+        return rect;
+    }
+    Rect2 r = rect;
+    const double shift = 0.5 * (front + rear) - centreAlong;
+    r.centre = {rect.centre.x + axis.x * shift, rect.centre.y + axis.y * shift};
+    (alongU ? r.extentU : r.extentV) = front - rear;
+    return r;
+}
+
 // The most a length along the belt may be off and still be a measurement: half the profile
 // spacing plus 1 mm, and never less than 2.5 mm.
 double CBoxFitter::lengthLimit(double step) {
@@ -273,8 +417,10 @@ double CBoxFitter::lengthLimit(double step) {
 
 // How far the length between the front and the rear side (the pair whose normals lie closest to
 // the travel) may be off: the half-widths of the intervals each side was placed in, added. A
-// front placed from the camera's view of it (`frontSpread` not negative) has its own.
-double CBoxFitter::lengthSpread(const Rect2& rect, const Point2& step, double frontSpread) const {
+// front placed from the camera's view of it or either end from the light window (`frontSpread`,
+// `rearSpread` not negative) has its own.
+double CBoxFitter::lengthSpread(const Rect2& rect, const Point2& step, double frontSpread,
+                                double rearSpread) const {
     const double stepLength = std::hypot(step.x, step.y);
     const Point2 u{step.x / stepLength, step.y / stepLength};
     const bool alongU = std::fabs(dot(rect.axisU, u)) >= std::fabs(dot(rect.axisV, u));
@@ -282,7 +428,7 @@ double CBoxFitter::lengthSpread(const Rect2& rect, const Point2& step, double fr
     const int plus = alongU ? 0 : 2;
     const bool plusFaces = dot(alongU ? rect.axisU : rect.axisV, u) >= 0.0;
     const double front = frontSpread >= 0.0 ? frontSpread : sideSpread_[plusFaces ? plus : plus + 1];
-    const double rear = sideSpread_[plusFaces ? plus + 1 : plus];
+    const double rear = rearSpread >= 0.0 ? rearSpread : sideSpread_[plusFaces ? plus + 1 : plus];
     return front + rear;
 }
 
@@ -377,9 +523,13 @@ void CBoxFitter::fit(const TrackedObject& object, const CFrameStore& store, Fitt
     const double frontDrop = std::max(3.0 * s_.heightBand, kFrontDropFraction * height);
     out.object.frontUnseen = object.frontHidden && firstCount > 0 && firstTop < height - frontDrop;
     const double stepLength = std::hypot(step.x, step.y);
-    double frontSpread = -1.0; // where the front was placed from the camera's view of it
-    if (s_.edgeCompensation && s_.frontFromOcclusion && hullCount >= 3 && firstCount > 0 &&
-        !out.object.frontUnseen && stepLength > 0.0) {
+    double frontSpread = -1.0, rearSpread = -1.0; // where an end was placed from what the frames show
+    const bool windowKnown = s_.sheetFwhm > 0.0 || s_.exposureShare > 0.0;
+    if (windowKnown && s_.edgeCompensation && s_.frontFromOcclusion && hullCount >= 3 && stepLength > 0.0) {
+        rect = placeEndsFromWindow(rect, object, store, step, height,
+                                   firstCount > 0 && !out.object.frontUnseen, frontSpread, rearSpread);
+    } else if (s_.edgeCompensation && s_.frontFromOcclusion && hullCount >= 3 && firstCount > 0 &&
+               !out.object.frontUnseen && stepLength > 0.0) {
         const double n = firstCount;
         front.board = {front.board.x / n, front.board.y / n};
         front.reported = {front.reported.x / n, front.reported.y / n};
@@ -393,7 +543,7 @@ void CBoxFitter::fit(const TrackedObject& object, const CFrameStore& store, Fitt
         frontSpread = placed ? spread : -1.0;
     }
     if (s_.edgeCompensation && hullCount >= 3 && stepLength > 0.0) {
-        out.lengthUnsure = lengthSpread(rect, step, frontSpread) > lengthLimit(stepLength) + 1e-3;
+        out.lengthUnsure = lengthSpread(rect, step, frontSpread, rearSpread) > lengthLimit(stepLength) + 1e-3;
     }
     // The long side becomes axis1, pointing towards +y (or +x when it runs across the belt).
     Point2 long1 = rect.axisU;

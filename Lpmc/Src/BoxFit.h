@@ -8,6 +8,7 @@
 
 #include "CameraModel.h"
 #include "ConvexHull.h"
+#include "EndShare.h"
 #include "FrameStore.h"
 #include "HeightStats.h"
 #include "Lpmc.h"
@@ -33,6 +34,13 @@ struct FitSettings {
     Vec3 cameraCentre{};
     double beltZ = 0.0;
     double heightFactor = 1.0;
+    // The light window along the belt (sheet thickness, FWHM mm; exposure's share of the frame
+    // period): with a vertical plane, the front and rear are placed from the part strength of the
+    // profiles that straddle them. Both 0: unknown.
+    double sheetFwhm = 0.0;
+    double exposureShare = 0.0;
+    int32_t lineThreshold = 16; // camera 0's least peak grey of a line
+    uint32_t pointsPerFrame = 4096;
     uint32_t hullCapacity = 1 << 16; // candidates gathered before they are reduced
     uint32_t edgeCapacity = 1 << 17; // edge samples kept per object
 };
@@ -90,8 +98,16 @@ private:
     bool frontAhead(const TrackedObject& object, const CFrameStore& store, const FirstProfile& front,
                     double& offset, double& spread) const;
     Rect2 placeFront(const Rect2& rect, const FirstProfile& front, double offset, bool& placed) const;
+    // Where one end lies, in mm outward of its boundary profile, from the share of that
+    // profile's light that fell on the top; `outer` is the profile beyond it, which showed none.
+    bool endFromWindow(const TrackedObject& object, const CFrameStore& store, uint64_t boundary,
+                       uint64_t inner, uint64_t outer, bool beltCanShow, double stepLength, double height,
+                       double& offset, double& spread);
+    Rect2 placeEndsFromWindow(const Rect2& rect, const TrackedObject& object, const CFrameStore& store,
+                              const Point2& step, double height, bool frontSeen, double& frontSpread,
+                              double& rearSpread);
     static double lengthLimit(double step);
-    double lengthSpread(const Rect2& rect, const Point2& step, double frontSpread) const;
+    double lengthSpread(const Rect2& rect, const Point2& step, double frontSpread, double rearSpread) const;
     double integratedVolume(const TrackedObject& object, const CFrameStore& store, const FrameSlot& first,
                             const Point2& centre, const Point2& u, const Point2& v, double lengthU,
                             double lengthV);
@@ -104,6 +120,7 @@ private:
     // Half the width of the interval each side of the last refined rectangle was placed in.
     double sideSpread_[4] = {0.0, 0.0, 0.0, 0.0};
     CHeightStats heights_;
+    CEndShare endShare_;
     std::unique_ptr<float[]> gridSum_;
     std::unique_ptr<uint32_t[]> gridCount_;
 };

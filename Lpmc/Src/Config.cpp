@@ -33,6 +33,8 @@ void writeOwn(const OwnSettings& own, uint8_t* block) {
     putAt(block, kOwnFanApexXAt, own.fanApexX);
     putAt(block, kOwnFanApexHeightAt, own.fanApexHeight);
     putAt(block, kOwnFanAngleAt, own.fanAngleDeg);
+    putAt(block, kOwnSheetFwhmAt, own.sheetFwhm);
+    putAt(block, kOwnExposureShareAt, own.exposureShare);
 }
 
 // No fan (all zero), or a fan whose apex is above the belt and which opens less than a half turn.
@@ -43,6 +45,12 @@ bool fanValid(const OwnSettings& own) {
     }
     return own.fanAngleDeg == 0.0 ||
            (own.fanAngleDeg > 0.0 && own.fanAngleDeg < 180.0 && own.fanApexHeight > 0.0);
+}
+
+// A sheet up to 20 mm thick and an exposure up to the whole frame period, or 0: unknown.
+bool windowValid(const OwnSettings& own) {
+    return std::isfinite(own.sheetFwhm) && own.sheetFwhm >= 0.0 && own.sheetFwhm <= 20.0 &&
+           std::isfinite(own.exposureShare) && own.exposureShare >= 0.0 && own.exposureShare <= 1.0;
 }
 
 // A block without our magic (a caller that cleared it) means the defaults.
@@ -62,7 +70,9 @@ bool readOwn(const uint8_t* block, OwnSettings& own) {
     own.fanApexX = getAt<double>(block, kOwnFanApexXAt);
     own.fanApexHeight = getAt<double>(block, kOwnFanApexHeightAt);
     own.fanAngleDeg = getAt<double>(block, kOwnFanAngleAt);
-    return fanValid(own) && std::isfinite(own.objectFloor) && own.objectFloor > 0.0 &&
+    own.sheetFwhm = getAt<double>(block, kOwnSheetFwhmAt);
+    own.exposureShare = getAt<double>(block, kOwnExposureShareAt);
+    return fanValid(own) && windowValid(own) && std::isfinite(own.objectFloor) && own.objectFloor > 0.0 &&
            std::isfinite(own.heightQuantile) && own.heightQuantile > 0.0 && own.heightQuantile <= 1.0 &&
            std::isfinite(own.heightBand) && own.heightBand >= 0.0 && own.minObjectPoints >= 0 &&
            std::isfinite(own.heightStep) && own.heightStep > 0.0 && std::isfinite(own.minRunLength) &&

@@ -3,6 +3,7 @@
 #pragma once
 
 #include <array>
+#include <cstddef>
 #include <cstdint>
 
 #include "Lpmc.h"
@@ -43,6 +44,11 @@ struct OwnSettings {
     double fanApexHeight = 0.0;
     double fanAngleDeg = 0.0;
     bool fanKnown() const { return fanAngleDeg > 0.0; }
+    // The light window along the belt: the sheet's thickness (FWHM, mm) and the exposure's share
+    // of the frame period. Both 0: unknown.
+    double sheetFwhm = 0.0;
+    double exposureShare = 0.0;
+    bool windowKnown() const { return sheetFwhm > 0.0 || exposureShare > 0.0; }
 };
 
 struct ScanSettings {
@@ -79,6 +85,12 @@ constexpr size_t kOwnMinRunLengthAt = 48;
 constexpr size_t kOwnFanApexXAt = LPMC_OWN_FAN_APEX_X;
 constexpr size_t kOwnFanApexHeightAt = LPMC_OWN_FAN_APEX_HEIGHT;
 constexpr size_t kOwnFanAngleAt = LPMC_OWN_FAN_ANGLE;
+constexpr size_t kOwnSheetFwhmAt = LPMC_OWN_SHEET_FWHM;
+constexpr size_t kOwnExposureShareAt = LPMC_OWN_EXPOSURE_SHARE;
+// The light window's doubles sit at bytes 264 and 272 of LpmcConfig, after the fan's.
+static_assert(offsetof(LpmcConfig, libraryOwn) + kOwnSheetFwhmAt == 264);
+static_assert(offsetof(LpmcConfig, libraryOwn) + kOwnExposureShareAt == 272);
+static_assert(kOwnExposureShareAt + sizeof(double) <= sizeof(LpmcConfig::libraryOwn));
 
 // Settings of a fresh instance for `cameraCount` cameras of the given image sizes.
 ScanSettings defaultSettings(int32_t cameraCount, const LpmcImageSize* imageSizes);

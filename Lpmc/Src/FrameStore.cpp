@@ -8,10 +8,11 @@ bool CFrameStore::configure(uint32_t slotCount, uint32_t pointsPerFrame, uint32_
     slotCount_ = 0;
     // Left uninitialised: pages of the point store are touched only as frames fill them.
     points_.reset(new (std::nothrow) ProfilePoint[size_t{slotCount} * pointsPerFrame]);
+    strengths_.reset(new (std::nothrow) uint8_t[size_t{slotCount} * pointsPerFrame]);
     runs_.reset(new (std::nothrow) ProfileRun[size_t{slotCount} * runsPerFrame]);
     slots_.reset(new (std::nothrow) FrameSlot[slotCount]);
     written_.reset(new (std::nothrow) bool[slotCount]());
-    if (!points_ || !runs_ || !slots_ || !written_) {
+    if (!points_ || !strengths_ || !runs_ || !slots_ || !written_) {
         return false;
     }
     slotCount_ = slotCount;
@@ -19,6 +20,7 @@ bool CFrameStore::configure(uint32_t slotCount, uint32_t pointsPerFrame, uint32_
     runsPerFrame_ = runsPerFrame;
     for (uint32_t i = 0; i < slotCount; ++i) {
         slots_[i].points = points_.get() + size_t{i} * pointsPerFrame;
+        slots_[i].strengths = strengths_.get() + size_t{i} * pointsPerFrame;
         slots_[i].runs = runs_.get() + size_t{i} * runsPerFrame;
     }
     return true;

@@ -15,15 +15,18 @@ struct Travel {
 
 struct FrameInfo {
     uint64_t seq = 0;
-    double timestamp = 0.0;          // of camera 0
-    int64_t wallClockMs = 0;         // milliseconds since 1970, when processed
-    Travel travel[LPMC_MAX_CAMERAS]; // belt travel at each camera's timestamp
-    Travel step;                     // travel since the previous frame
+    double timestamp = 0.0;               // of camera 0
+    int64_t wallClockMs = 0;              // milliseconds since 1970, when processed
+    Travel travel[LPMC_MAX_CAMERAS];      // belt travel at each camera's timestamp
+    Travel step;                          // travel since the previous frame
+    float beltPeak = 0.0f;                // mean peak grey of the belt's line; 0: none seen
+    uint8_t beltBins[kBeltPeakBins] = {}; // the same per bin of board X (beltPeakBin); 0: none seen
 };
 
 struct FrameSlot {
     FrameInfo info;
     ProfilePoint* points = nullptr;
+    uint8_t* strengths = nullptr; // the peak grey of each point's line, beside points
     uint32_t pointCount = 0;
     ProfileRun* runs = nullptr;
     uint32_t runCount = 0;
@@ -49,6 +52,7 @@ private:
     std::unique_ptr<FrameSlot[]> slots_;
     std::unique_ptr<bool[]> written_;
     std::unique_ptr<ProfilePoint[]> points_;
+    std::unique_ptr<uint8_t[]> strengths_;
     std::unique_ptr<ProfileRun[]> runs_;
 };
 

@@ -70,6 +70,9 @@ public:
         } else if (std::fabs(p.x - lastX_) > kInnerGap) {
             ++run_.innerGaps;
         }
+        if (out_.strengths != nullptr) {
+            out_.strengths[out_.pointCount] = peak;
+        }
         out_.points[out_.pointCount++] = p;
         peakSum_ += peak;
         ++run_.count;
@@ -80,8 +83,17 @@ public:
     }
 
     // A belt point: it ends any run, and a long stretch without any line before it is a hole.
-    void belt(const ProfilePoint& p) {
+    void belt(const ProfilePoint& p, uint8_t peak) {
         close(false);
+        if (s_.beltStrength && peak > 0) {
+            out_.beltPeakSum += peak;
+            ++out_.beltPeakCount;
+            const int32_t bin = beltPeakBin(p.x);
+            if (bin >= 0) {
+                out_.beltBinSum[bin] += peak;
+                ++out_.beltBinCount[bin];
+            }
+        }
         resolvePending(RunBound::Belt, 0.0f);
         if (out_.belt != nullptr) {
             out_.belt->mark(p.x);
@@ -329,7 +341,8 @@ void buildProfile(const float* rows, const CTriangulationTable& table, const Pro
         if (h >= floorLevel) {
             builder.add(col, ProfilePoint{t.x, t.y, h}, peaks != nullptr ? peaks[col] : uint8_t{0});
         } else {
-            builder.belt(ProfilePoint{t.x, t.y, h}); // the belt shows between objects
+            builder.belt(ProfilePoint{t.x, t.y, h},
+                         peaks != nullptr ? peaks[col] : uint8_t{0}); // the belt shows between objects
         }
     }
     // A run still open at the last column of the region reaches the edge of the view only if

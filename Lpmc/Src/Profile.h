@@ -76,10 +76,24 @@ struct ProfileSettings {
     // Least mean peak grey of a run whose heights are steady enough to show a groove; a run
     // without peak levels (a line form without them) is taken as steady.
     int32_t seamPeak = 48;
+    // Gather the belt's line strength (ProfileOutput's belt peaks); only the light window uses it.
+    bool beltStrength = false;
 };
+
+// The belt's line strength across the belt in coarse bins of board X, for telling how much of a
+// profile's light fell on the belt behind an object.
+constexpr int32_t kBeltPeakBins = 256;
+constexpr float kBeltPeakBinWidth = 8.0f;                                    // mm
+constexpr float kBeltPeakFirstX = -0.5f * kBeltPeakBins * kBeltPeakBinWidth; // board X of bin 0's start
+// The bin of board X `x`, or -1 outside them.
+inline int32_t beltPeakBin(float x) {
+    const float at = (x - kBeltPeakFirstX) * (1.0f / kBeltPeakBinWidth);
+    return at >= 0.0f && at < static_cast<float>(kBeltPeakBins) ? static_cast<int32_t>(at) : -1;
+}
 
 struct ProfileOutput {
     ProfilePoint* points = nullptr; // room for region.width more points
+    uint8_t* strengths = nullptr;   // optional: beside points, the peak grey of each point's line
     uint32_t pointCount = 0;        // in/out: points already in the store
     ProfileRun* runs = nullptr;
     uint32_t runCapacity = 0;
@@ -93,6 +107,11 @@ struct ProfileOutput {
     // min > max when there were none.
     float beltMinX = 1e30f, beltMaxX = -1e30f, objectMinX = 1e30f, objectMaxX = -1e30f;
     float beltY = 0.0f; // board Y of the last belt point
+    // Peak grey of the belt's line, summed over the belt points that carry one, and their count.
+    uint64_t beltPeakSum = 0;
+    uint32_t beltPeakCount = 0;
+    uint32_t beltBinSum[kBeltPeakBins] = {}; // the same per bin of board X
+    uint16_t beltBinCount[kBeltPeakBins] = {};
 };
 
 // Turns line rows (one per image column; negative: no line) into object points and runs and

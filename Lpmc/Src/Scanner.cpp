@@ -126,6 +126,7 @@ int32_t CScanner::setConfig(const LpmcConfig& config) {
         ps.minRunPoints = std::max(1, s.noiseFactor);
         ps.splitAtSeams = s.multiPackage;
         ps.seamPeak = 3 * c.thresh;
+        ps.beltStrength = s.own.windowKnown();
         pointsPerFrame += static_cast<uint32_t>(c.region.width);
     }
     const uint32_t slots =
@@ -177,6 +178,10 @@ int32_t CScanner::setConfig(const LpmcConfig& config) {
     fs.finiteVolume = s.finiteVolume;
     fs.gridWidth = s.deepImageWidth;
     fs.gridHeight = s.deepImageHeight;
+    fs.sheetFwhm = s.own.sheetFwhm;
+    fs.exposureShare = s.own.exposureShare;
+    fs.lineThreshold = s.camera[0].thresh;
+    fs.pointsPerFrame = pointsPerFrame;
     if (!fitter_.configure(fs)) {
         return LPMC_ERR_NO_MEMORY;
     }
@@ -300,6 +305,7 @@ void CScanner::addEdgeHoles(const ProfileOutput& out) {
 void CScanner::takeProfiles(const LpmcInput& in, FrameSlot& slot) {
     ProfileOutput out;
     out.points = slot.points;
+    out.strengths = slot.strengths;
     out.runs = slot.runs;
     out.runCapacity = store_.runsPerFrame();
     std::swap(belt_, beltBefore_);
@@ -319,6 +325,14 @@ void CScanner::takeProfiles(const LpmcInput& in, FrameSlot& slot) {
     }
     slot.pointCount = out.pointCount;
     slot.runCount = out.runCount;
+    if (out.beltPeakCount > 0) { // gathered only where the light window is known
+        for (int32_t b = 0; b < kBeltPeakBins; ++b) {
+            slot.info.beltBins[b] = out.beltBinCount[b] > 0
+                                        ? static_cast<uint8_t>(out.beltBinSum[b] / out.beltBinCount[b])
+                                        : uint8_t{0};
+        }
+        slot.info.beltPeak = static_cast<float>(out.beltPeakSum) / static_cast<float>(out.beltPeakCount);
+    }
     frameHoleCount_ = out.holeCount;
     addEdgeHoles(out);
     markOwnShadows(slot);

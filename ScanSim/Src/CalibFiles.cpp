@@ -67,7 +67,7 @@ KeyValues calibScanKeys(const Scene& scene) {
     const int framesPerObject = static_cast<int>(std::ceil(1.25 * maxLength / step));
     // An object ends after this many profiles of empty belt; kept well below the default gap.
     const int endFrames = std::max(5, static_cast<int>(std::ceil(30.0 / step)));
-    return {
+    KeyValues keys{
         {ScanKey::kImageWidth, num(st.camera.width)},
         {ScanKey::kImageHeight, num(st.camera.height)},
         {ScanKey::kFrameNum, num(framesPerObject)},
@@ -97,6 +97,12 @@ KeyValues calibScanKeys(const Scene& scene) {
          list(std::array<double, 3>{st.laser.source.x, st.heightAboveBelt(st.laser.source),
                                     radToDeg(2.0 * std::atan(laserFanHalfTangent(st)))})},
     };
+    // The light window along the belt, for stations that state it.
+    if (st.laserSheetFwhm > 0.0 || m.exposureShare > 0.0) {
+        keys.emplace_back(ScanKey::kLaserSheet, num(st.laserSheetFwhm));
+        keys.emplace_back(ScanKey::kExposureShare, num(m.exposureShare));
+    }
+    return keys;
 }
 
 KeyValues cameraParamsKeys(const Scene& scene) {

@@ -4,6 +4,7 @@
 #include "Shapes.h"
 
 #include <algorithm>
+#include <array>
 #include <cmath>
 #include <cstring>
 #include <optional>
@@ -31,7 +32,75 @@ struct LaserHit {
     }
 };
 
+// Share of the light that falls at `offset` mm from the frame's position: the sheet's Gaussian
+// (sigma) seen through the exposure's box of `travel` mm. Either may be 0, not both.
+double windowDensity(double offset, double sigma, double travel) {
+    if (sigma <= 0.0) {
+        return std::abs(offset) <= travel / 2.0 ? 1.0 / travel : 0.0;
+    }
+    if (travel <= 0.0) {
+        const double z = offset / sigma;
+        return std::exp(-0.5 * z * z) / (sigma * std::sqrt(2.0 * kPi));
+    }
+    const auto cdf = [](double z) { return 0.5 * std::erfc(-z / std::sqrt(2.0)); };
+    return (cdf((offset + travel / 2.0) / sigma) - cdf((offset - travel / 2.0) / sigma)) / travel;
+}
+
+// Two frames traced at different belt positions that show the same points in every column.
+bool sameProfile(const ProfileTrace& tr, int a, int b) {
+    for (int c = 0; c < tr.width; ++c) {
+        const int n = tr.count(a, c);
+        if (n != tr.count(b, c)) {
+            return false;
+        }
+        const ColumnSample* sa = tr.column(a, c);
+        const ColumnSample* sb = tr.column(b, c);
+        for (int i = 0; i < n; ++i) {
+            if (sa[i].object != sb[i].object || sa[i].visible != sb[i].visible ||
+                std::abs(sa[i].row - sb[i].row) > 0.01f) {
+                return false;
+            }
+        }
+    }
+    return true;
+}
+
 } // namespace
+
+ExposureWindow exposureWindow(double sheetFwhm, double exposureTravel) {
+    ExposureWindow w;
+    const double sigma = std::max(0.0, sheetFwhm) / (2.0 * std::sqrt(2.0 * std::log(2.0)));
+    const double travel = std::max(0.0, exposureTravel);
+    if (sigma < 1e-3 && travel < 1e-3) {
+        w.offsets.push_back(0.0);
+        w.weights.push_back(1.0);
+        return w;
+    }
+    // Parts at most 0.25 mm apart over the reach of the light; each weighs the light of its cell.
+    constexpr double kMaxPartSpacing = 0.25;
+    constexpr int kMaxPartsEachSide = 10;
+    constexpr int kCellSteps = 16;
+    const double reach = travel / 2.0 + 2.5 * sigma;
+    const int side = std::clamp(static_cast<int>(std::ceil(reach / kMaxPartSpacing)), 1, kMaxPartsEachSide);
+    const double cell = reach / side;
+    double total = 0.0;
+    for (int k = 0; k <= 2 * side; ++k) {
+        const int i = k == 0 ? 0 : (k % 2 == 1 ? -(k + 1) / 2 : k / 2); // 0, -1, 1, -2, 2, ...
+        const double centre = i * cell;
+        double weight = 0.0;
+        for (int j = 0; j < kCellSteps; ++j) {
+            const double at = centre - cell / 2.0 + (j + 0.5) * cell / kCellSteps;
+            weight += windowDensity(at, sigma, travel) * cell / kCellSteps;
+        }
+        w.offsets.push_back(centre);
+        w.weights.push_back(weight);
+        total += weight;
+    }
+    for (double& weight : w.weights) {
+        weight /= total;
+    }
+    return w;
+}
 
 const ColumnSample* ProfileTrace::brightestVisible(int c) const {
     const ColumnSample* best = nullptr;
@@ -54,6 +123,7 @@ struct CFrameRenderer::Impl {
     int fanSamples = 0;
     Vec3 cameraCentre;
     std::vector<uint8_t> background; // ambient plus sensor noise, read at a random offset per row
+    ExposureWindow window;
 
     Impl(const Scene& s, const SceneLayout& l) : scene(s), layout(l) {
         for (const PlacedObject& p : layout.objects) {
@@ -65,6 +135,8 @@ struct CFrameRenderer::Impl {
         fanHalfRange = laserFanHalfTangent(scene.station);
         fanSamples = std::max(256, 2 * scene.station.camera.width);
         cameraCentre = scene.station.camera.centreInBoard();
+        window = exposureWindow(scene.station.laserSheetFwhm,
+                                scene.motion.exposureShare * scene.motion.mmPerFrame);
         makeBackground();
     }
 
@@ -79,7 +151,8 @@ struct CFrameRenderer::Impl {
         }
     }
 
-    std::vector<ObjectPose> posesAt(int frame) const {
+    // The objects at a frame, moved on by `offset` mm of belt travel.
+    std::vector<ObjectPose> posesAt(int frame, double offset) const {
         std::vector<ObjectPose> poses;
         const Motion& m = scene.motion;
         for (size_t i = 0; i < layout.objects.size(); ++i) {
@@ -88,7 +161,7 @@ struct CFrameRenderer::Impl {
             pose.index = static_cast<int>(i);
             pose.desc = &p.desc;
             pose.bag = &bags[i];
-            pose.centre = p.centre + Vec3{frame * m.driftXPerFrame, frame * m.mmPerFrame, 0.0};
+            pose.centre = p.centre + Vec3{frame * m.driftXPerFrame, frame * m.mmPerFrame + offset, 0.0};
             pose.alongLong = Vec3{std::sin(p.yawRad), std::cos(p.yawRad), 0.0};
             pose.alongShort = Vec3{std::cos(p.yawRad), -std::sin(p.yawRad), 0.0};
             const double top = p.topZ - scene.station.beltZ();
@@ -201,12 +274,14 @@ struct CFrameRenderer::Impl {
         std::vector<ObjectPose> laser;
         std::vector<ObjectPose> occluders;
         ProfileTrace* out = nullptr;
+        size_t firstColumn = 0; // of the part being traced, in out->counts
     };
 
     void addSample(FrameContext& ctx, int column, const LaserHit& h) const {
         ProfileTrace& tr = *ctx.out;
-        uint8_t& count = tr.counts[static_cast<size_t>(column)];
-        ColumnSample* col = &tr.samples[static_cast<size_t>(column) * ProfileTrace::kMaxSamplesPerColumn];
+        const size_t at = ctx.firstColumn + static_cast<size_t>(column);
+        uint8_t& count = tr.counts[at];
+        ColumnSample* col = &tr.samples[at * ProfileTrace::kMaxSamplesPerColumn];
         const float row = static_cast<float>(h.image->v);
         for (int i = 0; i < count; ++i) {
             if (col[i].object == h.object && std::abs(col[i].row - row) < 0.05f) {
@@ -286,6 +361,26 @@ struct CFrameRenderer::Impl {
         walk(ctx, sa, a, sm, m, depth + 1);
         walk(ctx, sm, m, sb, b, depth + 1);
     }
+
+    void traceAt(int frame, int part, ProfileTrace& out) const {
+        FrameContext ctx;
+        const auto poses = posesAt(frame, window.offsets[static_cast<size_t>(part)]);
+        ctx.laser = laserCandidates(poses);
+        ctx.occluders = occluderCandidates(poses);
+        ctx.out = &out;
+        ctx.firstColumn = static_cast<size_t>(part) * static_cast<size_t>(out.width);
+        const int n = fanSamples;
+        const double range = fanHalfRange;
+        double prevS = -range;
+        LaserHit prev = castLaser(prevS, ctx.laser);
+        for (int i = 1; i <= n; ++i) {
+            const double s = -range + 2.0 * range * i / n;
+            const LaserHit h = castLaser(s, ctx.laser);
+            walk(ctx, prevS, prev, s, h, 0);
+            prevS = s;
+            prev = h;
+        }
+    }
 };
 
 CFrameRenderer::CFrameRenderer(Scene scene)
@@ -305,26 +400,30 @@ Vec3 CFrameRenderer::objectCentreAt(int object, int frame) const {
 
 void CFrameRenderer::trace(int frame, ProfileTrace& out) const {
     const int width = scene_.station.camera.width;
+    const ExposureWindow& window = impl_->window;
+    const int parts = static_cast<int>(window.offsets.size());
     out.frame = frame;
     out.width = width;
-    out.samples.assign(static_cast<size_t>(width) * ProfileTrace::kMaxSamplesPerColumn, ColumnSample{});
-    out.counts.assign(static_cast<size_t>(width), 0);
-    Impl::FrameContext ctx;
-    const auto poses = impl_->posesAt(frame);
-    ctx.laser = impl_->laserCandidates(poses);
-    ctx.occluders = impl_->occluderCandidates(poses);
-    ctx.out = &out;
-    const int n = impl_->fanSamples;
-    const double range = impl_->fanHalfRange;
-    double prevS = -range;
-    LaserHit prev = impl_->castLaser(prevS, ctx.laser);
-    for (int i = 1; i <= n; ++i) {
-        const double s = -range + 2.0 * range * i / n;
-        const LaserHit h = impl_->castLaser(s, ctx.laser);
-        impl_->walk(ctx, prevS, prev, s, h, 0);
-        prevS = s;
-        prev = h;
+    out.samples.assign(static_cast<size_t>(parts) * width * ProfileTrace::kMaxSamplesPerColumn,
+                       ColumnSample{});
+    out.counts.assign(static_cast<size_t>(parts) * width, 0);
+    out.partWeights.clear();
+    impl_->traceAt(frame, 0, out);
+    if (parts > 1) {
+        // The two ends of the window first: where both show what the frame's own position
+        // shows, no edge passes through it and one part carries all the light.
+        impl_->traceAt(frame, parts - 2, out);
+        impl_->traceAt(frame, parts - 1, out);
+        if (!sameProfile(out, 0, parts - 2) || !sameProfile(out, 0, parts - 1)) {
+            for (int p = 1; p < parts - 2; ++p) {
+                impl_->traceAt(frame, p, out);
+            }
+            out.partWeights.assign(window.weights.begin(), window.weights.end());
+            return;
+        }
     }
+    out.samples.resize(static_cast<size_t>(width) * ProfileTrace::kMaxSamplesPerColumn);
+    out.counts.resize(static_cast<size_t>(width));
 }
 
 void CFrameRenderer::renderMono8(const ProfileTrace& tr, std::vector<uint8_t>& pixels) const {
@@ -358,6 +457,10 @@ void CFrameRenderer::renderMono8(const ProfileTrace& tr, std::vector<uint8_t>& p
             column[static_cast<size_t>(r)] += static_cast<float>(value) + 1e-6f;
         }
     };
+    if (tr.parts() > 1) {
+        renderWindowLines(tr, pixels);
+        return;
+    }
     for (int c = 0; c < width; ++c) {
         const ColumnSample* s = tr.column(c);
         touched.clear();
@@ -381,11 +484,121 @@ void CFrameRenderer::renderMono8(const ProfileTrace& tr, std::vector<uint8_t>& p
     }
 }
 
+// The lines of every part of the window, each at its share of the light, summed before the
+// speckle: speckle is a pattern of the lit surface, one draw per pixel, not one per part.
+void CFrameRenderer::renderWindowLines(const ProfileTrace& tr, std::vector<uint8_t>& pixels) const {
+    const int width = scene_.station.camera.width;
+    const int height = scene_.station.camera.height;
+    const Optics& op = scene_.optics;
+    CRandom rng(scene_.seed, static_cast<uint64_t>(tr.frame), Stream::Line);
+    const double sigma = std::max(op.lineSigmaPx, 0.05);
+    const double inv2s2 = 1.0 / (2.0 * sigma * sigma);
+    const int reach = static_cast<int>(std::ceil(3.5 * sigma));
+    std::vector<float> column(static_cast<size_t>(height), 0.0f);
+    std::vector<int> touched;
+    const auto addLine = [&](double row, double peak) {
+        const int r0 = std::max(0, static_cast<int>(std::floor(row)) - reach);
+        const int r1 = std::min(height - 1, static_cast<int>(std::ceil(row)) + reach);
+        for (int r = r0; r <= r1; ++r) {
+            const double dr = r - row;
+            if (column[static_cast<size_t>(r)] == 0.0f) {
+                touched.push_back(r);
+            }
+            column[static_cast<size_t>(r)] += static_cast<float>(peak * std::exp(-dr * dr * inv2s2)) + 1e-6f;
+        }
+    };
+    for (int c = 0; c < width; ++c) {
+        touched.clear();
+        for (int p = 0; p < tr.parts(); ++p) {
+            const ColumnSample* s = tr.column(p, c);
+            const double weight = tr.partWeight(p);
+            for (int i = 0; i < tr.count(p, c); ++i) {
+                if (!s[i].visible) {
+                    continue;
+                }
+                addLine(s[i].row, weight * s[i].intensity);
+                if (op.ghostFraction > 0.0 && s[i].object != kBeltObject) {
+                    addLine(s[i].row + op.ghostOffsetRows, weight * s[i].intensity * op.ghostFraction);
+                }
+            }
+        }
+        for (const int r : touched) {
+            uint8_t& px = pixels[static_cast<size_t>(r) * width + static_cast<size_t>(c)];
+            const double speckle = std::max(0.0, 1.0 + op.speckle * rng.gaussian());
+            const double signal = column[static_cast<size_t>(r)] * speckle;
+            const double shot = op.shotNoise * std::sqrt(signal) * rng.gaussian();
+            const long v = std::lround(px + signal + shot);
+            px = static_cast<uint8_t>(std::clamp(v, 0L, 255L));
+            column[static_cast<size_t>(r)] = 0.0f;
+        }
+    }
+}
+
+// The on-camera extractor of a window: per column the strongest line, where the light of the
+// parts that fall within a pixel or so of each other adds up.
+void CFrameRenderer::renderWindowLineForm(const ProfileTrace& tr, LineForm& out) const {
+    const int width = scene_.station.camera.width;
+    const Optics& op = scene_.optics;
+    CRandom rng(scene_.seed, static_cast<uint64_t>(tr.frame), Stream::LineForm);
+    struct Group {
+        double strength = 0.0;
+        double weightedRow = 0.0;
+    };
+    constexpr size_t kMaxGroups = 16;
+    std::array<Group, kMaxGroups> groups{};
+    for (int c = 0; c < width; ++c) {
+        const double speckle = 1.0 + op.speckle * rng.gaussian();
+        const double jitter = op.lineJitterPx * rng.gaussian();
+        size_t used = 0;
+        for (int p = 0; p < tr.parts(); ++p) {
+            const ColumnSample* s = tr.column(p, c);
+            for (int i = 0; i < tr.count(p, c); ++i) {
+                if (!s[i].visible) {
+                    continue;
+                }
+                const double light = tr.partWeight(p) * s[i].intensity;
+                size_t g = 0;
+                while (g < used && std::abs(groups[g].weightedRow / std::max(groups[g].strength, 1e-12) -
+                                            s[i].row) > 1.5) {
+                    ++g;
+                }
+                if (g == used) {
+                    if (used == kMaxGroups) {
+                        continue;
+                    }
+                    groups[used++] = Group{};
+                }
+                groups[g].strength += light;
+                groups[g].weightedRow += light * s[i].row;
+            }
+        }
+        const Group* best = nullptr;
+        for (size_t g = 0; g < used; ++g) {
+            if (best == nullptr || groups[g].strength > best->strength) {
+                best = &groups[g];
+            }
+        }
+        if (best == nullptr || best->strength <= 0.0) {
+            continue;
+        }
+        const long peak = std::lround(op.ambient + best->strength * std::max(0.0, speckle));
+        if (peak < op.lineThreshold) {
+            continue;
+        }
+        out.rows[static_cast<size_t>(c)] = static_cast<float>(best->weightedRow / best->strength + jitter);
+        out.peaks[static_cast<size_t>(c)] = static_cast<uint8_t>(std::min(peak, 255L));
+    }
+}
+
 void CFrameRenderer::renderLineForm(const ProfileTrace& tr, LineForm& out) const {
     const int width = scene_.station.camera.width;
     const Optics& op = scene_.optics;
     out.rows.assign(static_cast<size_t>(width), -1.0f);
     out.peaks.assign(static_cast<size_t>(width), 0);
+    if (tr.parts() > 1) {
+        renderWindowLineForm(tr, out);
+        return;
+    }
     CRandom rng(scene_.seed, static_cast<uint64_t>(tr.frame), Stream::LineForm);
     for (int c = 0; c < width; ++c) {
         const ColumnSample* s = tr.brightestVisible(c);

@@ -116,6 +116,7 @@ bool readStation(const Value& v, Scene& scene, std::string& error) {
     StationDesign d;
     std::string pixelFormat = "Mono8";
     double heightFactor = 1.0;
+    double sheetFwhm = 0.0;
     CMembers m(v, "station", error);
     m.num("beltWidth", d.beltWidth)
         .num("maxHeight", d.maxHeight)
@@ -132,8 +133,13 @@ bool readStation(const Value& v, Scene& scene, std::string& error) {
         .num("heightFill", d.heightFill)
         .field("distortion", [&d](const Value& x) { return readDistortion(x, d.distortion); })
         .text("pixelFormat", pixelFormat)
-        .num("planeHeightFactor", heightFactor);
+        .num("planeHeightFactor", heightFactor)
+        .num("laserSheetFwhm", sheetFwhm);
     if (!m.apply()) {
+        return false;
+    }
+    if (sheetFwhm < 0.0 || sheetFwhm > 20.0) {
+        error = "station: laserSheetFwhm must be 0 to 20 mm";
         return false;
     }
     if (pixelFormat != "Mono8" && pixelFormat != "Mono4p") {
@@ -147,6 +153,7 @@ bool readStation(const Value& v, Scene& scene, std::string& error) {
     d.pixelFormat = pixelFormat == "Mono8" ? PixelFormat::Mono8 : PixelFormat::Mono4p;
     scene.station = designStation(d);
     scene.station.planeHeightFactor = heightFactor;
+    scene.station.laserSheetFwhm = sheetFwhm;
     return true;
 }
 
@@ -216,6 +223,7 @@ bool parseScene(const std::string& json, Scene& out, std::string& error) {
     Scene scene = defaultScene();
     error.clear();
     uint64_t seed = scene.seed;
+    std::string description; // for the reader of the file only
     CMembers top(doc, "scene", error);
     top.field("seed",
               [&seed](const Value& v) {
@@ -226,6 +234,7 @@ bool parseScene(const std::string& json, Scene& out, std::string& error) {
                   return true;
               })
         .num("trailingGap", scene.trailingGap)
+        .text("description", description)
         .field("station", [&](const Value& v) { return readStation(v, scene, error); })
         .field("motion",
                [&](const Value& v) {
@@ -233,7 +242,8 @@ bool parseScene(const std::string& json, Scene& out, std::string& error) {
                    m.num("mmPerFrame", scene.motion.mmPerFrame)
                        .num("driftXPerFrame", scene.motion.driftXPerFrame)
                        .num("framePeriodMs", scene.motion.framePeriodMs)
-                       .boolean("encoder", scene.motion.encoder);
+                       .boolean("encoder", scene.motion.encoder)
+                       .num("exposureShare", scene.motion.exposureShare);
                    return m.apply();
                })
         .field("optics",
@@ -259,6 +269,10 @@ bool parseScene(const std::string& json, Scene& out, std::string& error) {
     }
     if (scene.motion.mmPerFrame <= 0.0 || scene.motion.framePeriodMs <= 0.0) {
         error = "motion: mmPerFrame and framePeriodMs must be positive";
+        return false;
+    }
+    if (scene.motion.exposureShare < 0.0 || scene.motion.exposureShare > 1.0) {
+        error = "motion: exposureShare must be 0 to 1";
         return false;
     }
     scene.seed = seed;

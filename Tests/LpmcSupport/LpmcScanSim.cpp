@@ -157,6 +157,11 @@ SimResult runScene(const ScanSim::Scene& scene, const SimRunOptions& options) {
         std::memcpy(cfg.libraryOwn + LPMC_OWN_FAN_APEX_HEIGHT, &fan[1], sizeof(double));
         std::memcpy(cfg.libraryOwn + LPMC_OWN_FAN_ANGLE, &fan[2], sizeof(double));
     }
+    double window[2] = {0.0, 0.0};
+    readDouble(scan, ScanKey::kLaserSheet, window[0]);
+    readDouble(scan, ScanKey::kExposureShare, window[1]);
+    std::memcpy(cfg.libraryOwn + LPMC_OWN_SHEET_FWHM, &window[0], sizeof(double));
+    std::memcpy(cfg.libraryOwn + LPMC_OWN_EXPOSURE_SHARE, &window[1], sizeof(double));
     if (options.edit) {
         options.edit(cfg);
     }

@@ -24,19 +24,44 @@ struct ColumnSample {
 
 // The geometric content of one frame: for each column, the lit points of the laser line that
 // fall in it (at most kMaxSamplesPerColumn), visible or hidden from the camera.
+//
+// A sheet with thickness or an exposure during which the belt moves lights the surface over a
+// window along the belt. Where that window holds an edge, the frame is traced at several belt
+// positions across it (parts), each with its share of the light: part 0 is the frame's own
+// position and is what column() and counts[0..width) hold; the others follow it in samples and
+// counts. partWeights is empty for a frame of one instant.
 struct ProfileTrace {
     static constexpr int kMaxSamplesPerColumn = 4;
     int frame = 0;
     int width = 0;
-    std::vector<ColumnSample> samples; // width * kMaxSamplesPerColumn
-    std::vector<uint8_t> counts;       // samples used per column
+    std::vector<ColumnSample> samples; // parts * width * kMaxSamplesPerColumn
+    std::vector<uint8_t> counts;       // samples used per column, parts * width
+    std::vector<float> partWeights;    // share of the light of each part; empty: one part
 
-    const ColumnSample* column(int c) const {
-        return &samples[static_cast<size_t>(c) * kMaxSamplesPerColumn];
+    int parts() const { return partWeights.empty() ? 1 : static_cast<int>(partWeights.size()); }
+    float partWeight(int part) const {
+        return partWeights.empty() ? 1.0f : partWeights[static_cast<size_t>(part)];
     }
-    // The brightest visible sample of a column, or null.
+    const ColumnSample* column(int c) const { return column(0, c); }
+    const ColumnSample* column(int part, int c) const {
+        return &samples[(static_cast<size_t>(part) * static_cast<size_t>(width) + static_cast<size_t>(c)) *
+                        kMaxSamplesPerColumn];
+    }
+    int count(int part, int c) const {
+        return counts[static_cast<size_t>(part) * static_cast<size_t>(width) + static_cast<size_t>(c)];
+    }
+    // The brightest visible sample of a column at the frame's own position, or null.
     const ColumnSample* brightestVisible(int c) const;
 };
+
+// Where the light of one frame falls along the belt: offsets of the belt from the frame's own
+// position (mm, offset 0 first) and the share of light of each. The sheet's Gaussian profile
+// convolved with the travel during the exposure; one offset of weight 1 when both are 0.
+struct ExposureWindow {
+    std::vector<double> offsets;
+    std::vector<double> weights;
+};
+ExposureWindow exposureWindow(double sheetFwhm, double exposureTravel);
 
 // Per-column line positions, the form an on-camera extractor delivers.
 struct LineForm {
@@ -93,6 +118,9 @@ public:
     void render(int frame, RenderedFrame& out) const;
 
 private:
+    void renderWindowLines(const ProfileTrace& trace, std::vector<uint8_t>& pixels) const;
+    void renderWindowLineForm(const ProfileTrace& trace, LineForm& out) const;
+
     struct Impl;
     Scene scene_;
     SceneLayout layout_;

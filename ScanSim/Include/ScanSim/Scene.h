@@ -41,6 +41,9 @@ struct Motion {
     double driftXPerFrame = 0.0; // sideways drift between profiles (SpeedVx), usually 0
     double framePeriodMs = 1.0;  // camera frame period; belt speed = mmPerFrame / framePeriodMs
     bool encoder = false;        // frames triggered by an encoder: scan_encode_flag 1
+    // Exposure time as a share of the frame period: the belt travels exposureShare * mmPerFrame
+    // while a frame is exposed, centred on the frame's position. 0 is an instant.
+    double exposureShare = 0.0;
 };
 
 // How the sensor turns the lit line into grey levels.

@@ -65,6 +65,9 @@ struct Station {
     double chessboardHeight = 5.0;  // board origin this far above the belt
     double planeHeightFactor = 1.0; // written as PlaneHeightFactor; the geometry itself is exact
     double maxHeight = 800.0;       // tallest object the station is built for
+    // Thickness of the laser sheet along the belt at the belt, full width at half maximum, mm. A
+    // real sheet is a Gaussian about 0.5 to 1.5 mm wide there; 0 is an ideal plane.
+    double laserSheetFwhm = 0.0;
 
     double beltZ() const { return -chessboardHeight; } // belt surface in board Z
     double heightAboveBelt(const Vec3& board) const { return board.z + chessboardHeight; }

@@ -52,6 +52,10 @@ inline constexpr const char* kPackageIntimeFlag = "scan_package_intime_flag";
 inline constexpr const char* kPackageDistance = "scan_package_distance";
 // Optional: the laser fan's apex (board X, mm above the belt) and full opening angle (degrees).
 inline constexpr const char* kLaserFan = "scan_laser_fan";
+// Optional: the laser sheet's thickness along the belt at the belt, FWHM in mm.
+inline constexpr const char* kLaserSheet = "scan_laser_sheet";
+// Optional: the exposure time as a share of the frame period (0..1).
+inline constexpr const char* kExposureShare = "scan_exposure_share";
 } // namespace ScanKey
 
 namespace LightPlaneKey {
