@@ -2,9 +2,11 @@
 // gives them. The pacing thread is an ordinary thread of the host, and a busy host may hold it
 // up. A real camera's frames reach the host bunched by its link at most as far as the link's
 // interrupt moderation goes, about a millisecond; they never arrive as a stall's worth at once.
-// So a pacing thread that wakes late makes the frames of the slots that passed within that
-// window, and skips older ones: the camera keeps its rate and its clock, and a stall of its
-// thread costs the frames of the stall instead of flooding the pool with them.
+// So a pacing thread that wakes late makes the frames of the slots that passed within a
+// catch-up window (that millisecond by default), and skips older ones: the camera keeps its rate
+// and its clock, and a stall of its thread costs the frames of the stall instead of flooding the
+// pool with them. A wider window stands for a host whose receive thread stalls while the NIC
+// ring and socket buffer hold the frames: they come late, as a burst, but they come.
 #pragma once
 
 #include <chrono>
@@ -15,10 +17,9 @@ namespace Orvia::Sim::Detail {
 class CFramePacer {
 public:
     using Clock = std::chrono::steady_clock;
-    // How long ago a slot may have passed for its frame still to be made.
-    static constexpr Clock::duration kCatchUpWindow = std::chrono::milliseconds(1);
-
-    CFramePacer(Clock::duration period, Clock::time_point start);
+    // `catchUpWindow`: how long ago a slot may have passed for its frame still to be made (at
+    // least one period).
+    CFramePacer(Clock::duration period, Clock::time_point start, Clock::duration catchUpWindow);
 
     // When the next frame is due.
     Clock::time_point nextSlot() const { return due_; }
@@ -31,6 +32,7 @@ public:
 
 private:
     Clock::duration period_;
+    Clock::duration window_;
     Clock::time_point due_;
     uint64_t skipped_ = 0;
 };

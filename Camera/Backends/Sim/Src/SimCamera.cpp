@@ -52,8 +52,9 @@ void CSimCamera::setFrameGenerator(std::shared_ptr<IFrameGenerator> generator) {
     device_->setFrameGenerator(std::move(generator));
 }
 
-void CSimCamera::setDeliveryMode(DeliveryMode mode, double framesPerSecond) {
-    device_->setDeliveryMode(mode, framesPerSecond);
+void CSimCamera::setDeliveryMode(DeliveryMode mode, double framesPerSecond,
+                                 std::chrono::microseconds catchUpWindow) {
+    device_->setDeliveryMode(mode, framesPerSecond, catchUpWindow);
 }
 
 uint32_t CSimCamera::emitFrames(uint32_t count) {

@@ -375,10 +375,12 @@ void CSimDevice::setFrameGenerator(std::shared_ptr<IFrameGenerator> generator) {
     generator_ = std::move(generator);
 }
 
-void CSimDevice::setDeliveryMode(DeliveryMode mode, double framesPerSecond) {
+void CSimDevice::setDeliveryMode(DeliveryMode mode, double framesPerSecond,
+                                 std::chrono::microseconds catchUpWindow) {
     std::lock_guard lock(mutex_);
     mode_ = mode;
     framesPerSecond_ = framesPerSecond;
+    catchUpWindow_ = catchUpWindow;
 }
 
 DeliveryMode CSimDevice::deliveryMode() const {
@@ -389,6 +391,11 @@ DeliveryMode CSimDevice::deliveryMode() const {
 double CSimDevice::framesPerSecond() const {
     std::lock_guard lock(mutex_);
     return framesPerSecond_;
+}
+
+std::chrono::microseconds CSimDevice::catchUpWindow() const {
+    std::lock_guard lock(mutex_);
+    return catchUpWindow_;
 }
 
 bool CSimDevice::emitOne() {

@@ -46,9 +46,10 @@ public:
     void setFaults(const SimFaults& faults);
     SimFaults faults() const;
     void setFrameGenerator(std::shared_ptr<IFrameGenerator> generator);
-    void setDeliveryMode(DeliveryMode mode, double framesPerSecond);
+    void setDeliveryMode(DeliveryMode mode, double framesPerSecond, std::chrono::microseconds catchUpWindow);
     DeliveryMode deliveryMode() const;
     double framesPerSecond() const;
+    std::chrono::microseconds catchUpWindow() const;
     uint32_t emitFrames(uint32_t count);
     // One frame from the generator into the stream; false if none was made or it was not taken.
     // Frames that the faults lose on the way are made and lost first.
@@ -97,6 +98,7 @@ private:
     std::shared_ptr<CSimStream> stream_;
     DeliveryMode mode_ = DeliveryMode::Manual;
     double framesPerSecond_ = 0.0;
+    std::chrono::microseconds catchUpWindow_ = kDefaultCatchUpWindow;
 
     std::mutex generatorMutex_; // one frame maker at a time
     std::shared_ptr<IFrameGenerator> generator_;

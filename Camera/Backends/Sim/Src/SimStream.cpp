@@ -33,8 +33,9 @@ bool CSimStream::start(uint64_t frameLimit) {
     queue_.open();
     if (device_.deliveryMode() == DeliveryMode::Paced && device_.framesPerSecond() > 0.0) {
         const double rate = device_.framesPerSecond();
+        const auto window = device_.catchUpWindow();
         std::lock_guard lock(mutex_);
-        pacer_ = std::thread([this, rate] { pace(rate); });
+        pacer_ = std::thread([this, rate, window] { pace(rate, window); });
     }
     return true;
 }
@@ -59,10 +60,10 @@ void CSimStream::stopPacer() {
     }
 }
 
-void CSimStream::pace(double framesPerSecond) {
+void CSimStream::pace(double framesPerSecond, std::chrono::microseconds catchUpWindow) {
     const auto period = std::chrono::duration_cast<CFramePacer::Clock::duration>(
         std::chrono::duration<double>(1.0 / framesPerSecond));
-    CFramePacer pacer(period, CFramePacer::Clock::now());
+    CFramePacer pacer(period, CFramePacer::Clock::now(), catchUpWindow);
     std::unique_lock lock(mutex_);
     while (!pacerStop_) {
         if (pacerWake_.wait_until(lock, pacer.nextSlot(), [this] { return pacerStop_; })) {

@@ -36,7 +36,7 @@ public:
 
 private:
     void stopPacer();
-    void pace(double framesPerSecond);
+    void pace(double framesPerSecond, std::chrono::microseconds catchUpWindow);
 
     CSimDevice& device_;
     GenICam::Detail::CFrameQueue queue_;

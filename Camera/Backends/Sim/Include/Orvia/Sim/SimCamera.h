@@ -4,6 +4,7 @@
 // nothing sees no simulated camera.
 #pragma once
 
+#include <chrono>
 #include <cstdint>
 #include <memory>
 #include <set>
@@ -70,6 +71,11 @@ enum class DeliveryMode {
     Paced,    // the stream's own thread makes frames at a fixed rate while grabbing
 };
 
+// How late a Paced camera's thread may make the frame of a slot that passed while the host held
+// it up: about what a link's interrupt moderation bunches together. Slots older than that are
+// skipped and counted, not sent as a burst.
+inline constexpr std::chrono::microseconds kDefaultCatchUpWindow{1000};
+
 struct SimStreamCounters {
     uint64_t captured = 0;  // frames that entered the pool
     uint64_t dropped = 0;   // frames lost to a full pool
@@ -104,8 +110,11 @@ public:
     SimFaults faults() const;
 
     void setFrameGenerator(std::shared_ptr<IFrameGenerator> generator);
-    // `framesPerSecond` is used by Paced.
-    void setDeliveryMode(DeliveryMode mode, double framesPerSecond = 0.0);
+    // `framesPerSecond` and `catchUpWindow` are used by Paced, from the next stream start. A
+    // window wider than the default stands for a host whose receive thread stalls while the
+    // network card and socket hold the frames: they arrive late, in a burst, instead of never.
+    void setDeliveryMode(DeliveryMode mode, double framesPerSecond = 0.0,
+                         std::chrono::microseconds catchUpWindow = kDefaultCatchUpWindow);
     // Makes up to `count` frames now, on this thread, and offers them to the stream. Result:
     // frames that entered the pool (not dropped, not stalled, stream running).
     uint32_t emitFrames(uint32_t count);
