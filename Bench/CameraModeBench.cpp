@@ -1,7 +1,9 @@
 // Camera mode through the C interface, from a simulated laser camera serving the default scene of
 // the virtual station (2048 x 512), pre-rendered once:
 //  - frames per second of Mono8 and of the line form, the camera making each frame when the
-//    library asks for it, beside lpmcProcess alone on the same frames;
+//    library asks for it, beside lpmcProcess alone on the same frames; and the two paired, pass
+//    for pass in turns (BM_CameraModeOverheadPaired), since separate runs of either move by more
+//    than the overhead between them;
 //  - the time from the arrival of the frame that completes an object (the fetch whose pass
 //    returns the box) to the application's callback, median and worst over some hundred objects;
 //  - a camera sending 1,000 frames per second on its own clock for a minute: frames lost, and
@@ -24,6 +26,7 @@
 #include <filesystem>
 #include <fstream>
 #include <mutex>
+#include <string>
 #include <thread>
 #include <vector>
 
@@ -99,8 +102,10 @@ struct Seen {
     // from the measuring thread on every frame.
     long framesWanted = 0;
     long boxes = 0;
+    Clock::time_point firstOkFetch;
     Clock::time_point lastOkFetch;
-    // The process's CPU time when the wanted fetch came.
+    // The process's CPU time when the first fetch and the wanted fetch came.
+    std::clock_t cpuAtFirst = 0;
     std::clock_t cpuAtWanted = 0;
     std::vector<double> latenciesMs;
 
@@ -124,6 +129,10 @@ void onFrameStatus(const FrameStatusInfo* info) {
     if (info->ok != 0) {
         ++seen.framesOk;
         seen.lastOkFetch = now;
+        if (seen.framesOk == 1) {
+            seen.firstOkFetch = now;
+            seen.cpuAtFirst = std::clock();
+        }
     }
     if (seen.framesOk == seen.framesWanted) {
         seen.cpuAtWanted = std::clock();
@@ -183,27 +192,51 @@ void setCpuPerFrame(benchmark::State& state, double cpuSeconds, int frames) {
     state.counters["cpu_us_per_frame"] = all > 0 ? 1e6 * cpuSeconds / all : 0.0;
 }
 
-// (a) One pass of the scene through the whole system: from the start to the last frame's fetch.
+// Wall and process CPU time of one pass of the scene; for camera mode also from its first frame's
+// fetch on, which leaves out bringing up the camera and the measuring thread.
+struct PassTimes {
+    double wallSeconds = 0.0;
+    double cpuSeconds = 0.0;
+    double steadyWallSeconds = 0.0;
+    double steadyCpuSeconds = 0.0;
+};
+
+// One pass of the scene through the whole system: from the start to the last frame's fetch.
+// False when camera mode did not start.
+bool cameraPass(ScanSimForm form, PassTimes& times) {
+    const int frames = ring(form)->passFrames();
+    CRun run(form, ring(form)->replay(false), Orvia::Sim::DeliveryMode::OnDemand);
+    {
+        std::lock_guard lock(seen.mutex);
+        seen.framesWanted = frames;
+    }
+    const std::clock_t cpuStart = std::clock();
+    const auto start = Clock::now();
+    if (!run.start())
+        return false;
+    // Released before the run stops: its callbacks take the same lock.
+    std::unique_lock lock(seen.mutex);
+    seen.changed.wait(lock, [&] { return seen.framesOk >= frames; });
+    times.wallSeconds = std::chrono::duration<double>(seen.lastOkFetch - start).count();
+    times.cpuSeconds = static_cast<double>(seen.cpuAtWanted - cpuStart) / CLOCKS_PER_SEC;
+    times.steadyWallSeconds = std::chrono::duration<double>(seen.lastOkFetch - seen.firstOkFetch).count();
+    times.steadyCpuSeconds = static_cast<double>(seen.cpuAtWanted - seen.cpuAtFirst) / CLOCKS_PER_SEC;
+    return true;
+}
+
+// (a) One pass of the scene through the whole system per iteration.
 void BM_CameraModeFrames(benchmark::State& state) {
     const auto form = static_cast<ScanSimForm>(state.range(0));
     const int frames = ring(form)->passFrames();
     double cpuSeconds = 0.0;
     for (auto _ : state) {
-        CRun run(form, ring(form)->replay(false), Orvia::Sim::DeliveryMode::OnDemand);
-        {
-            std::lock_guard lock(seen.mutex);
-            seen.framesWanted = frames;
-        }
-        const std::clock_t cpuStart = std::clock();
-        const auto start = Clock::now();
-        if (!run.start()) {
+        PassTimes times;
+        if (!cameraPass(form, times)) {
             state.SkipWithError("camera mode did not start");
             break;
         }
-        std::unique_lock lock(seen.mutex);
-        seen.changed.wait(lock, [&] { return seen.framesOk >= frames; });
-        state.SetIterationTime(std::chrono::duration<double>(seen.lastOkFetch - start).count());
-        cpuSeconds += static_cast<double>(seen.cpuAtWanted - cpuStart) / CLOCKS_PER_SEC;
+        state.SetIterationTime(times.wallSeconds);
+        cpuSeconds += times.cpuSeconds;
     }
     state.SetItemsProcessed(state.iterations() * frames);
     setCpuPerFrame(state, cpuSeconds, frames);
@@ -256,30 +289,38 @@ long feedAlone(Orvia::VisionSystem::CCalcQuboid3DMulti& calculator, ScanSimForm 
     return boxes;
 }
 
-// (a) lpmcProcess alone on the same frames and timestamps, with the library brought up exactly as
-// the measuring object brings it up: by the calculator, from the same configuration directory.
+// lpmcProcess alone on one pass of the same frames and timestamps, with the library brought up
+// exactly as the measuring object brings it up: by the calculator, from the same configuration
+// directory. The bring-up is not timed. False when the configuration is refused.
+bool alonePass(ScanSimForm form, PassTimes& times, AloneTimes& worst, long& boxes) {
+    const auto frames = ring(form);
+    Orvia::VisionSystem::CCalcQuboid3DMulti calculator;
+    if (!calculator.initialize(cfgDir(), nullptr))
+        return false;
+    const std::clock_t cpuStart = std::clock();
+    const auto start = Clock::now();
+    boxes += feedAlone(calculator, form, *frames, frames->passFrames(), worst);
+    times.wallSeconds = std::chrono::duration<double>(Clock::now() - start).count();
+    times.cpuSeconds = static_cast<double>(std::clock() - cpuStart) / CLOCKS_PER_SEC;
+    calculator.release();
+    return true;
+}
+
+// (a) lpmcProcess alone, one pass per iteration.
 void BM_LpmcProcessAlone(benchmark::State& state) {
     const auto form = static_cast<ScanSimForm>(state.range(0));
-    const auto frames = ring(form);
-    const int count = frames->passFrames();
+    const int count = ring(form)->passFrames();
     long boxes = 0;
     double cpuSeconds = 0.0;
     AloneTimes times;
     for (auto _ : state) {
-        state.PauseTiming();
-        Orvia::VisionSystem::CCalcQuboid3DMulti calculator;
-        const bool ready = calculator.initialize(cfgDir(), nullptr);
-        state.ResumeTiming();
-        if (!ready) {
+        PassTimes pass;
+        if (!alonePass(form, pass, times, boxes)) {
             state.SkipWithError("configuration refused");
             break;
         }
-        const std::clock_t cpuStart = std::clock();
-        boxes += feedAlone(calculator, form, *frames, count, times);
-        cpuSeconds += static_cast<double>(std::clock() - cpuStart) / CLOCKS_PER_SEC;
-        state.PauseTiming();
-        calculator.release();
-        state.ResumeTiming();
+        state.SetIterationTime(pass.wallSeconds);
+        cpuSeconds += pass.cpuSeconds;
     }
     state.SetItemsProcessed(state.iterations() * count);
     setCpuPerFrame(state, cpuSeconds, count);
@@ -290,9 +331,54 @@ void BM_LpmcProcessAlone(benchmark::State& state) {
 BENCHMARK(BM_LpmcProcessAlone)
     ->Arg(static_cast<int>(ScanSimForm::Mono8))
     ->Arg(static_cast<int>(ScanSimForm::LineForm))
-    ->UseRealTime() // as the camera-mode lines, which time the wall clock
+    ->UseManualTime() // the wall clock over the pass, as the camera-mode lines
     ->Unit(benchmark::kMillisecond)
     ->Iterations(3);
+
+void setRatioCounters(benchmark::State& state, const std::string& name, std::vector<double> ratios) {
+    std::sort(ratios.begin(), ratios.end());
+    state.counters[name + "_median"] = medianOf(ratios);
+    state.counters[name + "_min"] = ratios.empty() ? 0.0 : ratios.front();
+    state.counters[name + "_max"] = ratios.empty() ? 0.0 : ratios.back();
+}
+
+// (a) paired: camera-mode and alone passes over the same frames take turns in one process, which
+// first alternating, so that both meet the same memory and the same machine; a separate run of
+// each moves by more than the overhead asked about. Time of camera mode over time alone, per pair.
+void BM_CameraModeOverheadPaired(benchmark::State& state) {
+    const auto form = static_cast<ScanSimForm>(state.range(0));
+    const auto rounds = static_cast<int>(state.range(1));
+    const int frames = ring(form)->passFrames();
+    std::vector<double> wallRatios, cpuRatios, steadyWallRatios, steadyCpuRatios;
+    for (auto _ : state) {
+        for (int r = 0; r < rounds; ++r) {
+            PassTimes camera, alone;
+            AloneTimes worst;
+            long boxes = 0;
+            const bool ran = r % 2 == 0 ? cameraPass(form, camera) && alonePass(form, alone, worst, boxes)
+                                        : alonePass(form, alone, worst, boxes) && cameraPass(form, camera);
+            if (!ran || alone.wallSeconds <= 0.0 || alone.cpuSeconds <= 0.0) {
+                state.SkipWithError("a pass did not run");
+                return;
+            }
+            wallRatios.push_back(camera.wallSeconds / alone.wallSeconds);
+            cpuRatios.push_back(camera.cpuSeconds / alone.cpuSeconds);
+            // Per frame, the first frame's fetch on against the whole pass alone.
+            const double steadyShare = static_cast<double>(frames - 1) / frames;
+            steadyWallRatios.push_back(camera.steadyWallSeconds / (steadyShare * alone.wallSeconds));
+            steadyCpuRatios.push_back(camera.steadyCpuSeconds / (steadyShare * alone.cpuSeconds));
+        }
+    }
+    setRatioCounters(state, "wall_ratio", wallRatios);
+    setRatioCounters(state, "cpu_ratio", cpuRatios);
+    setRatioCounters(state, "steady_wall_ratio", steadyWallRatios);
+    setRatioCounters(state, "steady_cpu_ratio", steadyCpuRatios);
+}
+BENCHMARK(BM_CameraModeOverheadPaired)
+    ->Args({static_cast<int>(ScanSimForm::Mono8), 20})
+    ->Args({static_cast<int>(ScanSimForm::LineForm), 20})
+    ->Unit(benchmark::kSecond)
+    ->Iterations(1);
 
 // (b) From the fetch of the frame that completes an object to the application's callback.
 void BM_ResultLatency(benchmark::State& state) {
