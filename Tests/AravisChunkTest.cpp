@@ -11,7 +11,7 @@
 #include <vector>
 
 #include "Network/GvspSender.h"
-#include "Network/VirtualCameraProcess.h"
+#include "Network/SentFramesTest.h"
 #include "Orvia/GenICam/Frame.h"
 #include "Orvia/GenICam/Node.h"
 #include "Orvia/GenICam/StreamSource.h"
@@ -22,15 +22,11 @@ namespace {
 using namespace Orvia::GenICam;
 using Orvia::Infra::CString;
 using Orvia::Infra::TVector;
-using Orvia::Memory::TSharedPtr;
 using quboid3d::test::appendBigEndian;
 using quboid3d::test::appendChunk;
 using quboid3d::test::CGvspSender;
-using quboid3d::test::CVirtualCameraProcess;
 using quboid3d::test::GvspFrame;
 
-constexpr std::chrono::milliseconds kStartLimit{20000};
-constexpr uint32_t kAccessControl = 3;
 constexpr uint32_t kFrameTimeoutMs = 2000;
 constexpr uint32_t kMono8 = 0x01080001;
 // The chunk ids of the virtual camera's description.
@@ -38,17 +34,6 @@ constexpr uint32_t kFrameCounterChunk = 0xA001;
 constexpr uint32_t kExposureTimeChunk = 0xA002;
 constexpr uint32_t kImageWidth = 16;
 constexpr uint32_t kImageHeight = 2;
-
-TSharedPtr<ICamera> findVirtualCamera() {
-    for (int attempt = 0; attempt < 10; ++attempt) {
-        TVector<TSharedPtr<ICamera>> cameras;
-        CSystem::getInstance().discovery(cameras);
-        if (!cameras.empty()) {
-            return cameras.front();
-        }
-    }
-    return nullptr;
-}
 
 std::vector<uint8_t> bigEndian(uint64_t value, int byteCount) {
     std::vector<uint8_t> bytes;
@@ -91,34 +76,9 @@ std::vector<std::string> chunkTexts(const CFrame& frame) {
     return texts;
 }
 
-class AravisChunkTest : public ::testing::Test {
+class AravisChunkTest : public quboid3d::test::CSentFramesTest {
 protected:
-    void SetUp() override {
-        ASSERT_TRUE(server.start({"--address", "127.0.0.1", "--chunks"}, kStartLimit)) << server.banner();
-        camera = findVirtualCamera();
-        ASSERT_NE(camera, nullptr);
-        ASSERT_TRUE(camera->connect(kAccessControl));
-        // The server sends nothing until a software trigger, which never comes.
-        ASSERT_TRUE(CEnumNode(camera, "TriggerSource").setValueBySymbol(CString("Software")));
-        ASSERT_TRUE(CEnumNode(camera, "TriggerMode").setValueBySymbol(CString("On")));
-        stream = CSystem::getInstance().createStreamSource(camera, 0);
-        ASSERT_NE(stream, nullptr);
-        ASSERT_TRUE(stream->startGrabbing(0, 0));
-        int64_t port = 0;
-        ASSERT_TRUE(CIntNode(camera, "GevSCPHostPort").getValue(port));
-        ASSERT_GT(port, 0);
-        streamPort = static_cast<uint16_t>(port);
-    }
-    void TearDown() override {
-        if (stream) {
-            stream->stopGrabbing();
-        }
-        stream = nullptr;
-        if (camera && camera->isConnected()) {
-            camera->disconnect();
-        }
-        server.stop();
-    }
+    void SetUp() override { ASSERT_NO_FATAL_FAILURE(bringUp({"--address", "127.0.0.1", "--chunks"})); }
 
     // Sends `sent` and takes the frame the stream makes of it.
     void sendAndTake(const GvspFrame& sent, CFrame& frame) {
@@ -128,11 +88,6 @@ protected:
         // Frames are numbered from 0 at acquisition start, whatever number the device sent.
         EXPECT_EQ(frame.getFrameId(), 0U);
     }
-
-    CVirtualCameraProcess server;
-    TSharedPtr<ICamera> camera;
-    TSharedPtr<IStreamSource> stream;
-    uint16_t streamPort = 0;
 };
 
 TEST_F(AravisChunkTest, ChunksAfterTheImageBecomeNameValueTexts) {

@@ -20,7 +20,7 @@
 #include <vector>
 
 #include "Network/GvspSender.h"
-#include "Network/VirtualCameraProcess.h"
+#include "Network/SentFramesTest.h"
 #include "Orvia/GenICam/Frame.h"
 #include "Orvia/GenICam/Node.h"
 #include "Orvia/GenICam/StreamSource.h"
@@ -29,16 +29,10 @@
 namespace {
 
 using namespace Orvia::GenICam;
-using Orvia::Infra::CString;
-using Orvia::Infra::TVector;
-using Orvia::Memory::TSharedPtr;
 using quboid3d::test::CGvspSender;
-using quboid3d::test::CVirtualCameraProcess;
 using quboid3d::test::GvspFrame;
 using quboid3d::test::GvspPackets;
 
-constexpr std::chrono::milliseconds kStartLimit{20000};
-constexpr uint32_t kAccessControl = 3;
 // Aravis keeps an unfinished frame 100 ms before it gives up on it; the frames after it wait.
 constexpr uint32_t kFrameTimeoutMs = 3000;
 constexpr int32_t kBuffers = 4;
@@ -67,17 +61,6 @@ uint8_t markOf(uint16_t frameId) {
     return static_cast<uint8_t>(frameId & 0xFF);
 }
 
-TSharedPtr<ICamera> findVirtualCamera() {
-    for (int attempt = 0; attempt < 10; ++attempt) {
-        TVector<TSharedPtr<ICamera>> cameras;
-        CSystem::getInstance().discovery(cameras);
-        if (!cameras.empty()) {
-            return cameras.front();
-        }
-    }
-    return nullptr;
-}
-
 GvspFrame markedFrame(uint16_t frameId) {
     GvspFrame frame;
     frame.frameId = frameId;
@@ -88,35 +71,13 @@ GvspFrame markedFrame(uint16_t frameId) {
     return frame;
 }
 
-class AravisLateFrameTest : public ::testing::Test {
+class AravisLateFrameTest : public quboid3d::test::CSentFramesTest {
 protected:
     void SetUp() override {
-        ASSERT_TRUE(server.start({"--address", "127.0.0.1"}, kStartLimit)) << server.banner();
-        camera = findVirtualCamera();
-        ASSERT_NE(camera, nullptr);
-        ASSERT_TRUE(camera->connect(kAccessControl));
-        ASSERT_TRUE(CEnumNode(camera, "TriggerSource").setValueBySymbol(CString("Software")));
-        ASSERT_TRUE(CEnumNode(camera, "TriggerMode").setValueBySymbol(CString("On")));
-        stream = CSystem::getInstance().createStreamSource(camera, 0);
-        ASSERT_NE(stream, nullptr);
-        ASSERT_TRUE(stream->setBufferCount(kBuffers));
-        ASSERT_TRUE(stream->startGrabbing(0, 0));
-        int64_t port = 0;
-        ASSERT_TRUE(CIntNode(camera, "GevSCPHostPort").getValue(port));
-        ASSERT_GT(port, 0);
-        sender = std::make_unique<CGvspSender>(static_cast<uint16_t>(port));
+        ASSERT_NO_FATAL_FAILURE(bringUp({"--address", "127.0.0.1"}, kBuffers));
+        sender = std::make_unique<CGvspSender>(streamPort);
         // The count goes on across connections of the device.
         droppedBefore = stream->getDroppedFrameCount();
-    }
-    void TearDown() override {
-        if (stream) {
-            stream->stopGrabbing();
-        }
-        stream = nullptr;
-        if (camera && camera->isConnected()) {
-            camera->disconnect();
-        }
-        server.stop();
     }
 
     void send(std::initializer_list<std::pair<uint16_t, GvspPackets>> frames) {
@@ -153,9 +114,6 @@ protected:
 
     uint64_t droppedSinceStart() const { return stream->getDroppedFrameCount() - droppedBefore; }
 
-    CVirtualCameraProcess server;
-    TSharedPtr<ICamera> camera;
-    TSharedPtr<IStreamSource> stream;
     std::unique_ptr<CGvspSender> sender;
     uint64_t droppedBefore = 0;
 };

@@ -3,5 +3,6 @@
 # quboid3d_add_network_test it uses).
 if(TARGET quboid3d-virtual-camera)
     quboid3d_add_network_test(AravisLateFrameTest SOURCES AravisLateFrameTest.cpp Network/GvspSender.cpp
+                              Network/SentFramesTest.cpp
                               LIBS Quboid3DCamera Threads::Threads LABELS network threading)
 endif()

@@ -438,6 +438,10 @@ void CFrameRenderer::renderMono8(const ProfileTrace& tr, std::vector<uint8_t>& p
         std::memcpy(&pixels[static_cast<size_t>(r) * width], &impl_->background[offset],
                     static_cast<size_t>(width));
     }
+    if (tr.parts() > 1) {
+        renderWindowLines(tr, pixels);
+        return;
+    }
     CRandom rng(scene_.seed, static_cast<uint64_t>(tr.frame), Stream::Line);
     const double sigma = std::max(op.lineSigmaPx, 0.05);
     const double inv2s2 = 1.0 / (2.0 * sigma * sigma);
@@ -457,10 +461,6 @@ void CFrameRenderer::renderMono8(const ProfileTrace& tr, std::vector<uint8_t>& p
             column[static_cast<size_t>(r)] += static_cast<float>(value) + 1e-6f;
         }
     };
-    if (tr.parts() > 1) {
-        renderWindowLines(tr, pixels);
-        return;
-    }
     for (int c = 0; c < width; ++c) {
         const ColumnSample* s = tr.column(c);
         touched.clear();
