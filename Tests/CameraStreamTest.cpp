@@ -3,6 +3,7 @@
 // delivery modes, software trigger and the stream faults.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <chrono>
 #include <thread>
 
@@ -112,6 +113,20 @@ TEST(CameraStreamTest, EveryFetchTimeoutIsRecordedAsTheStreamGotIt) {
     EXPECT_EQ(s.plugged.sim->fetchTimeouts(), (std::vector<uint32_t>{0, 1, 3}));
     s.plugged.sim->clearRecords();
     EXPECT_TRUE(s.plugged.sim->fetchTimeouts().empty());
+}
+
+TEST(CameraStreamTest, FetchRecordKeepsOnlyTheLatestFetches) {
+    auto s = startStream("ST9", 4);
+    ASSERT_TRUE(s.stream && s.stream->isGrabbing());
+    CFrame frame;
+    // Nothing is queued: the first five fetches wait 1 ms each, the rest not at all, the last 2 ms.
+    const std::size_t fetches = Orvia::Sim::kRecordLimit + 5;
+    for (std::size_t k = 0; k < fetches; ++k)
+        EXPECT_FALSE(s.stream->getFrame(frame, k < 5 ? 1 : (k + 1 == fetches ? 2 : 0)));
+    const std::vector<uint32_t> kept = s.plugged.sim->fetchTimeouts();
+    ASSERT_EQ(kept.size(), Orvia::Sim::kRecordLimit);
+    EXPECT_EQ(std::count(kept.begin(), kept.end(), 1u), 0) << "the five oldest let go";
+    EXPECT_EQ(kept.back(), 2u);
 }
 
 TEST(CameraStreamTest, EmptyFrameGivesNothing) {

@@ -250,8 +250,7 @@ bool CSimDevice::readMemory(uint64_t address, void* buffer, uint64_t& length) {
         record.bytes.assign(from, from + done);
     }
     length = record.done;
-    transfers_.push_back(std::move(record));
-    return transfers_.back().ok;
+    return transfers_.add(std::move(record)).ok;
 }
 
 bool CSimDevice::writeMemory(uint64_t address, const void* buffer, uint64_t& length) {
@@ -265,8 +264,7 @@ bool CSimDevice::writeMemory(uint64_t address, const void* buffer, uint64_t& len
         record.ok = true;
     }
     length = record.done;
-    transfers_.push_back(std::move(record));
-    return transfers_.back().ok;
+    return transfers_.add(std::move(record)).ok;
 }
 
 int32_t CSimDevice::readPrivateArea(void* buffer, uint64_t count) {
@@ -279,8 +277,7 @@ int32_t CSimDevice::readPrivateArea(void* buffer, uint64_t count) {
         record.ok = true;
         record.bytes.assign(privateArea_.begin(), privateArea_.begin() + static_cast<ptrdiff_t>(count));
     }
-    transfers_.push_back(std::move(record));
-    return transfers_.back().ok ? static_cast<int32_t>(count) : -1;
+    return transfers_.add(std::move(record)).ok ? static_cast<int32_t>(count) : -1;
 }
 
 int32_t CSimDevice::writePrivateArea(const void* buffer, uint64_t count) {
@@ -293,8 +290,7 @@ int32_t CSimDevice::writePrivateArea(const void* buffer, uint64_t count) {
         record.done = count;
         record.ok = true;
     }
-    transfers_.push_back(std::move(record));
-    return transfers_.back().ok ? static_cast<int32_t>(count) : -1;
+    return transfers_.add(std::move(record)).ok ? static_cast<int32_t>(count) : -1;
 }
 
 bool CSimDevice::offersControl(Backend::ControlKind) const {
@@ -469,12 +465,12 @@ SimStreamCounters CSimDevice::streamCounters() const {
 
 std::vector<SimTransfer> CSimDevice::transfers() const {
     std::lock_guard lock(mutex_);
-    return transfers_;
+    return transfers_.list();
 }
 
 std::vector<SimFeatureWrite> CSimDevice::featureWrites() const {
     std::lock_guard lock(mutex_);
-    return writes_;
+    return writes_.list();
 }
 
 void CSimDevice::clearRecords() {
@@ -486,17 +482,17 @@ void CSimDevice::clearRecords() {
 
 std::vector<uint32_t> CSimDevice::fetchTimeouts() const {
     std::lock_guard lock(mutex_);
-    return fetchTimeouts_;
+    return fetchTimeouts_.list();
 }
 
 void CSimDevice::recordFetch(uint32_t timeoutMs) {
     std::lock_guard lock(mutex_);
-    fetchTimeouts_.push_back(timeoutMs);
+    fetchTimeouts_.add(timeoutMs);
 }
 
 void CSimDevice::recordWrite(const std::string& name, std::string value, bool accepted) {
     std::lock_guard lock(mutex_);
-    writes_.push_back({name, std::move(value), accepted});
+    writes_.add({name, std::move(value), accepted});
 }
 
 void CSimDevice::setFeature(const SimFeature& feature) {

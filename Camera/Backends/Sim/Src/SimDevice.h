@@ -13,6 +13,7 @@
 #include "Backend/DeviceBase.h"
 #include "Core/FrameQueue.h"
 #include "Orvia/Sim/SimCamera.h"
+#include "RecentRecords.h"
 
 namespace Orvia::Sim::Detail {
 
@@ -92,9 +93,9 @@ private:
     bool connected_ = false;
     SimFaults faults_;
     uint64_t transferCount_ = 0;
-    std::vector<SimTransfer> transfers_;
-    std::vector<SimFeatureWrite> writes_;
-    std::vector<uint32_t> fetchTimeouts_;
+    CRecentRecords<SimTransfer> transfers_{kRecordLimit};
+    CRecentRecords<SimFeatureWrite> writes_{kRecordLimit};
+    CRecentRecords<uint32_t> fetchTimeouts_{kRecordLimit};
     std::shared_ptr<CSimStream> stream_;
     DeliveryMode mode_ = DeliveryMode::Manual;
     double framesPerSecond_ = 0.0;

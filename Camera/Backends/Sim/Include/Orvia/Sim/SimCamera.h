@@ -5,6 +5,7 @@
 #pragma once
 
 #include <chrono>
+#include <cstddef>
 #include <cstdint>
 #include <memory>
 #include <set>
@@ -76,6 +77,10 @@ enum class DeliveryMode {
 // skipped and counted, not sent as a burst.
 inline constexpr std::chrono::microseconds kDefaultCatchUpWindow{1000};
 
+// How many of the latest entries each of a camera's records (transfers, feature writes, fetch
+// timeouts) keeps, so that a camera serving a station for hours does not grow.
+inline constexpr std::size_t kRecordLimit = 4096;
+
 struct SimStreamCounters {
     uint64_t captured = 0;  // frames that entered the pool
     uint64_t dropped = 0;   // frames lost to a full pool
@@ -120,9 +125,10 @@ public:
     uint32_t emitFrames(uint32_t count);
     SimStreamCounters streamCounters() const;
 
+    // The records, oldest first, each its latest kRecordLimit entries.
     std::vector<SimTransfer> transfers() const;
     std::vector<SimFeatureWrite> featureWrites() const;
-    // The timeout, in milliseconds, of every frame fetch of the stream, in order, as it reached
+    // The timeout, in milliseconds, of each frame fetch of the stream, in order, as it reached
     // the device.
     std::vector<uint32_t> fetchTimeouts() const;
     void clearRecords();
