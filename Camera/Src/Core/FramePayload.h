@@ -1,6 +1,7 @@
 // What a CFrame holds: a device buffer and its description. The buffer stays alive through
-// `owner` (the backend's storage, with no copy); `poolSlot` gives the buffer back to its
-// stream's pool when the last frame that holds it is gone.
+// `owner` (the backend's storage, with no copy); `poolSlot` gives the buffer back to the
+// backend's own pool, and `queueSlot` frees its place in the stream's bounded queue, when the
+// last frame that holds it is gone.
 #pragma once
 
 #include <cstdint>
@@ -26,6 +27,7 @@ struct CFramePayload {
     std::vector<CFrameChunk> chunks;
     std::shared_ptr<const void> owner;
     std::shared_ptr<void> poolSlot;
+    std::shared_ptr<void> queueSlot; // set by the queue that takes the frame
 };
 
 } // namespace Orvia::GenICam::Detail

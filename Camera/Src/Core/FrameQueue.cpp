@@ -8,7 +8,8 @@ struct CFrameQueue::State {
     std::deque<std::shared_ptr<CFramePayload>> waiting;
     uint32_t pendingCapacity = 16;
     uint32_t capacity = 16;
-    uint32_t held = 0;
+    // Frames taken and not yet let go, waiting or held; let go on any thread, hence atomic.
+    std::atomic<uint32_t> busy{0};
     bool open = false;
     bool dropOldest = false;
     Counters counts;
@@ -33,8 +34,9 @@ uint32_t CFrameQueue::capacity() const {
 }
 
 void CFrameQueue::open() {
+    std::deque<std::shared_ptr<CFramePayload>> dropped; // released outside the lock
     std::lock_guard lock(state_->mutex);
-    state_->waiting.clear();
+    dropped.swap(state_->waiting);
     state_->capacity = state_->pendingCapacity;
     state_->open = true;
 }
@@ -62,15 +64,17 @@ bool CFrameQueue::push(std::shared_ptr<CFramePayload> frame) {
         if (!s.open) {
             return false;
         }
-        if (s.waiting.size() + s.held >= s.capacity) {
+        if (s.busy.load() >= s.capacity) {
             ++s.counts.dropped;
             if (!s.dropOldest || s.waiting.empty()) {
                 return false;
             }
             lost = std::move(s.waiting.front());
             s.waiting.pop_front();
+            lost->queueSlot.reset(); // its place is the new frame's
         }
         ++s.counts.captured;
+        frame->queueSlot = busySlot();
         s.waiting.push_back(std::move(frame));
     }
     state_->arrived.notify_one();
@@ -86,24 +90,25 @@ std::shared_ptr<const CFramePayload> CFrameQueue::pop(std::chrono::milliseconds 
     }
     auto frame = std::move(s.waiting.front());
     s.waiting.pop_front();
-    ++s.held;
     ++s.counts.delivered;
-    // The buffer stays busy until the last CFrame that holds this frame lets go.
-    std::weak_ptr<State> weak = state_;
-    frame->poolSlot = std::shared_ptr<void>(nullptr, [weak](void*) {
-        if (auto state = weak.lock()) {
-            std::lock_guard release(state->mutex);
-            --state->held;
-        }
-    });
     return frame;
+}
+
+std::shared_ptr<void> CFrameQueue::busySlot() {
+    state_->busy.fetch_add(1);
+    std::weak_ptr<State> weak = state_;
+    return std::shared_ptr<void>(nullptr, [weak](void*) {
+        if (auto state = weak.lock())
+            state->busy.fetch_sub(1);
+    });
 }
 
 CFrameQueue::Counters CFrameQueue::counters() const {
     std::lock_guard lock(state_->mutex);
     Counters c = state_->counts;
     c.waiting = static_cast<uint32_t>(state_->waiting.size());
-    c.held = state_->held;
+    const auto busy = state_->busy.load();
+    c.held = busy > c.waiting ? busy - c.waiting : 0;
     return c;
 }
 

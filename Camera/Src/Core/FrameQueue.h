@@ -1,9 +1,11 @@
 // A bounded pool of frame buffers for backends that fill buffers themselves. A buffer is busy
 // while its frame waits to be fetched or while a consumer holds it; a frame that finds every
 // buffer busy is dropped by the pool's policy and counted. Fetches block on a condition
-// variable, never poll.
+// variable, never poll, and allocate nothing: what frees a frame's place is set when the queue
+// takes it, on the producer's side.
 #pragma once
 
+#include <atomic>
 #include <chrono>
 #include <condition_variable>
 #include <cstdint>
@@ -44,6 +46,8 @@ public:
 
 private:
     struct State;
+    // Counts a taken frame busy until the last holder of it lets go. Under the lock.
+    std::shared_ptr<void> busySlot();
     std::shared_ptr<State> state_;
 };
 
