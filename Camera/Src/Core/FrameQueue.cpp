@@ -1,5 +1,7 @@
 #include "Core/FrameQueue.h"
 
+#include <atomic>
+
 namespace Orvia::GenICam::Detail {
 
 struct CFrameQueue::State {

@@ -5,7 +5,6 @@
 // takes it, on the producer's side.
 #pragma once
 
-#include <atomic>
 #include <chrono>
 #include <condition_variable>
 #include <cstdint>
