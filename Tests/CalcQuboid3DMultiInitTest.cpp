@@ -1,6 +1,7 @@
 // Bringing the calculator up from the files of a configuration directory.
 #include "CalcQuboid3DMulti.h"
 
+#include <cstddef>
 #include <cstring>
 #include <filesystem>
 #include <ostream>
@@ -23,6 +24,13 @@ constexpr const char* kInitFn = "Orvia::VisionSystem::CCalcQuboid3DMulti::initia
 constexpr const char* kReadCalibFn = "Orvia::VisionSystem::CCalcQuboid3DMulti::readCalibData";
 constexpr const char* kReadConfigFn = "Orvia::VisionSystem::CCalcQuboid3DMulti::readConfig";
 constexpr const char* kSetConfigFn = "Orvia::VisionSystem::CCalcQuboid3DMulti::setConfig";
+
+// The double at byte `at` of the library's own block of what lpmcSetConfig last received.
+double ownDoubleAt(std::size_t at) {
+    double value = 0.0;
+    std::memcpy(&value, stub::received().configAtSet.libraryOwn + at, sizeof value);
+    return value;
+}
 
 class CalcInitTest : public TempWorkDirTest {
 protected:
@@ -97,39 +105,30 @@ TEST_F(CalcInitTest, SuccessLogsEveryStepAndConfiguresTheLibrary) {
 
 TEST_F(CalcInitTest, TheLaserFanOfTheScanFileGoesIntoTheLibrarysOwnBytes) {
     ASSERT_TRUE(init());
-    double angle = -1.0;
-    std::memcpy(&angle, stub::received().configAtSet.libraryOwn + LPMC_OWN_FAN_ANGLE, sizeof angle);
-    EXPECT_EQ(angle, 0.0) << "without the key the library's own bytes stay as reported";
+    EXPECT_EQ(ownDoubleAt(LPMC_OWN_FAN_ANGLE), 0.0)
+        << "without the key the library's own bytes stay as reported";
     calc.release();
     files.scan[Format::ScanKey::kLaserFan] = "[-12.5,1900,35.5]";
     ASSERT_TRUE(init());
-    const LpmcConfig got = stub::received().configAtSet;
-    double fan[3] = {};
-    std::memcpy(&fan[0], got.libraryOwn + LPMC_OWN_FAN_APEX_X, sizeof(double));
-    std::memcpy(&fan[1], got.libraryOwn + LPMC_OWN_FAN_APEX_HEIGHT, sizeof(double));
-    std::memcpy(&fan[2], got.libraryOwn + LPMC_OWN_FAN_ANGLE, sizeof(double));
-    EXPECT_EQ(fan[0], -12.5);
-    EXPECT_EQ(fan[1], 1900.0);
-    EXPECT_EQ(fan[2], 35.5);
-    EXPECT_EQ(got.libraryOwn[0], 0x5A) << "the rest of the library's own bytes go back unchanged";
+    EXPECT_EQ(ownDoubleAt(LPMC_OWN_FAN_APEX_X), -12.5);
+    EXPECT_EQ(ownDoubleAt(LPMC_OWN_FAN_APEX_HEIGHT), 1900.0);
+    EXPECT_EQ(ownDoubleAt(LPMC_OWN_FAN_ANGLE), 35.5);
+    EXPECT_EQ(stub::received().configAtSet.libraryOwn[0], 0x5A)
+        << "the rest of the library's own bytes go back unchanged";
 }
 
 TEST_F(CalcInitTest, TheLightWindowOfTheScanFileGoesIntoTheLibrarysOwnBytes) {
     ASSERT_TRUE(init());
-    double sheet = -1.0;
-    std::memcpy(&sheet, stub::received().configAtSet.libraryOwn + LPMC_OWN_SHEET_FWHM, sizeof sheet);
-    EXPECT_EQ(sheet, 0.0) << "without the keys the library's own bytes stay as reported";
+    EXPECT_EQ(ownDoubleAt(LPMC_OWN_SHEET_FWHM), 0.0)
+        << "without the keys the library's own bytes stay as reported";
     calc.release();
     files.scan[Format::ScanKey::kLaserSheet] = "1.25";
     files.scan[Format::ScanKey::kExposureShare] = "0.4";
     ASSERT_TRUE(init());
-    const LpmcConfig got = stub::received().configAtSet;
-    double window[2] = {};
-    std::memcpy(&window[0], got.libraryOwn + LPMC_OWN_SHEET_FWHM, sizeof(double));
-    std::memcpy(&window[1], got.libraryOwn + LPMC_OWN_EXPOSURE_SHARE, sizeof(double));
-    EXPECT_EQ(window[0], 1.25);
-    EXPECT_EQ(window[1], 0.4);
-    EXPECT_EQ(got.libraryOwn[0], 0x5A) << "the rest of the library's own bytes go back unchanged";
+    EXPECT_EQ(ownDoubleAt(LPMC_OWN_SHEET_FWHM), 1.25);
+    EXPECT_EQ(ownDoubleAt(LPMC_OWN_EXPOSURE_SHARE), 0.4);
+    EXPECT_EQ(stub::received().configAtSet.libraryOwn[0], 0x5A)
+        << "the rest of the library's own bytes go back unchanged";
 }
 
 TEST_F(CalcInitTest, GetConfigReceivesAllocatedRegionsAndAClearedRecord) {

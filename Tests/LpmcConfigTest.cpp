@@ -3,7 +3,9 @@
 #include <cmath>
 #include <cstddef>
 #include <cstring>
+#include <initializer_list>
 #include <limits>
+#include <utility>
 
 #include <gtest/gtest.h>
 
@@ -25,6 +27,17 @@ struct Record {
         writeConfig(defaultSettings(1, kSizes), cfg);
     }
 };
+
+// Each (offset, value) written alone over `good`'s own block makes the record refused.
+void expectEachRefused(const Record& good, std::initializer_list<std::pair<size_t, double>> broken) {
+    for (const auto& [at, value] : broken) {
+        Record r;
+        std::memcpy(r.cfg.libraryOwn, good.cfg.libraryOwn, sizeof good.cfg.libraryOwn);
+        std::memcpy(r.cfg.libraryOwn + at, &value, 8);
+        ScanSettings s;
+        EXPECT_EQ(readConfig(r.cfg, 1, kSizes, s), LPMC_ERR_CONFIG) << "offset " << at << " value " << value;
+    }
+}
 
 TEST(LpmcConfigTest, DefaultsAreThoseTheReadmeStates) {
     Record r;
@@ -182,16 +195,10 @@ TEST(LpmcConfigTest, TheLaserFanIsUnknownUntilACallerStatesIt) {
     writeConfig(s, back.cfg);
     EXPECT_EQ(std::memcmp(back.cfg.libraryOwn, r.cfg.libraryOwn, sizeof r.cfg.libraryOwn), 0);
     // An apex on or below the belt, an opening of a half turn or more, a negative angle.
-    for (const auto& [at, value] :
-         {std::pair{size_t{LPMC_OWN_FAN_APEX_HEIGHT}, 0.0}, std::pair{size_t{LPMC_OWN_FAN_ANGLE}, 180.0},
-          std::pair{size_t{LPMC_OWN_FAN_ANGLE}, -5.0},
-          std::pair{size_t{LPMC_OWN_FAN_APEX_X}, std::numeric_limits<double>::infinity()}}) {
-        Record broken;
-        std::memcpy(broken.cfg.libraryOwn, r.cfg.libraryOwn, sizeof r.cfg.libraryOwn);
-        std::memcpy(broken.cfg.libraryOwn + at, &value, 8);
-        EXPECT_EQ(readConfig(broken.cfg, 1, kSizes, s), LPMC_ERR_CONFIG)
-            << "offset " << at << " value " << value;
-    }
+    expectEachRefused(r, {{LPMC_OWN_FAN_APEX_HEIGHT, 0.0},
+                          {LPMC_OWN_FAN_ANGLE, 180.0},
+                          {LPMC_OWN_FAN_ANGLE, -5.0},
+                          {LPMC_OWN_FAN_APEX_X, std::numeric_limits<double>::infinity()}});
 }
 
 TEST(LpmcConfigTest, TheLightWindowSitsAfterTheFanAndIsUnknownUntilACallerStatesIt) {
@@ -216,16 +223,11 @@ TEST(LpmcConfigTest, TheLightWindowSitsAfterTheFanAndIsUnknownUntilACallerStates
         EXPECT_EQ(back.cfg.libraryOwn[at], 0) << "offset " << at;
     }
     // A negative or absurdly thick sheet, an exposure longer than the frame period, a NaN.
-    for (const auto& [at, value] :
-         {std::pair{size_t{LPMC_OWN_SHEET_FWHM}, -0.5}, std::pair{size_t{LPMC_OWN_SHEET_FWHM}, 25.0},
-          std::pair{size_t{LPMC_OWN_EXPOSURE_SHARE}, 1.5}, std::pair{size_t{LPMC_OWN_EXPOSURE_SHARE}, -0.1},
-          std::pair{size_t{LPMC_OWN_EXPOSURE_SHARE}, std::numeric_limits<double>::quiet_NaN()}}) {
-        Record broken;
-        std::memcpy(broken.cfg.libraryOwn, r.cfg.libraryOwn, sizeof r.cfg.libraryOwn);
-        std::memcpy(broken.cfg.libraryOwn + at, &value, 8);
-        EXPECT_EQ(readConfig(broken.cfg, 1, kSizes, s), LPMC_ERR_CONFIG)
-            << "offset " << at << " value " << value;
-    }
+    expectEachRefused(r, {{LPMC_OWN_SHEET_FWHM, -0.5},
+                          {LPMC_OWN_SHEET_FWHM, 25.0},
+                          {LPMC_OWN_EXPOSURE_SHARE, 1.5},
+                          {LPMC_OWN_EXPOSURE_SHARE, -0.1},
+                          {LPMC_OWN_EXPOSURE_SHARE, std::numeric_limits<double>::quiet_NaN()}});
 }
 
 TEST(LpmcConfigTest, RegionsAreClippedToTheImage) {

@@ -17,6 +17,28 @@ float median(float* values, uint32_t n) {
     return values[n / 2];
 }
 
+// The median of `values` (reordered, then overwritten) and its standard error, from the median
+// absolute deviation of a normal spread.
+float medianWithError(float* values, uint32_t n, double& standardError) {
+    const float middle = median(values, n);
+    for (uint32_t i = 0; i < n; ++i) {
+        values[i] = std::fabs(values[i] - middle);
+    }
+    const double deviation = 1.4826 * median(values, n);
+    standardError = 1.2533 * deviation / std::sqrt(static_cast<double>(n));
+    return middle;
+}
+
+// The bins of beltPeakBin wholly inside [x0, x1]; first > last when there are none.
+void binsInside(float x0, float x1, int32_t& first, int32_t& last) {
+    first = beltPeakBin(x0 + kBeltPeakBinWidth);
+    last = beltPeakBin(x1 - kBeltPeakBinWidth);
+    if (first < 0 || last < 0) {
+        first = 0;
+        last = -1;
+    }
+}
+
 } // namespace
 
 bool CEndShare::configure(uint32_t pointsPerFrame) {
@@ -75,23 +97,18 @@ bool CEndShare::measure(int32_t object, const FrameSlot& boundary, const FrameSl
     if (n < kLeastColumns || 4 * saturated > n + saturated) {
         return false;
     }
-    const float share = median(ratios_.get(), n);
-    for (uint32_t i = 0; i < n; ++i) {
-        ratios_[i] = std::fabs(ratios_[i] - share);
-    }
-    // The median's standard error from the median absolute deviation of a normal spread.
-    const double deviation = 1.4826 * median(ratios_.get(), n);
+    const float share = medianWithError(ratios_.get(), n, out.spread);
     out.share = std::clamp(static_cast<double>(share), 0.0, 1.0);
-    out.spread = 1.2533 * deviation / std::sqrt(static_cast<double>(n));
     out.innerPeak = median(peaks_.get(), n);
     out.columns = n;
     return true;
 }
 
 int32_t CEndShare::beltBinsShown(const FrameSlot& slot, float x0, float x1) {
-    const int32_t first = beltPeakBin(x0 + kBeltPeakBinWidth), last = beltPeakBin(x1 - kBeltPeakBinWidth);
+    int32_t first = 0, last = 0;
+    binsInside(x0, x1, first, last);
     int32_t n = 0;
-    for (int32_t b = std::max(first, 0); first >= 0 && last >= 0 && b <= last; ++b) {
+    for (int32_t b = first; b <= last; ++b) {
         n += slot.info.beltBins[b] > 0 ? 1 : 0;
     }
     return n;
@@ -100,9 +117,9 @@ int32_t CEndShare::beltBinsShown(const FrameSlot& slot, float x0, float x1) {
 bool CEndShare::measureBeyond(const FrameSlot& outer, const FrameSlot& clear, float x0, float x1,
                               EndShare& out) {
     float ratios[kBeltPeakBins];
-    int32_t n = 0;
-    const int32_t first = beltPeakBin(x0 + kBeltPeakBinWidth), last = beltPeakBin(x1 - kBeltPeakBinWidth);
-    for (int32_t b = std::max(first, 0); first >= 0 && last >= 0 && b <= last; ++b) {
+    int32_t n = 0, first = 0, last = 0;
+    binsInside(x0, x1, first, last);
+    for (int32_t b = first; b <= last; ++b) {
         if (outer.info.beltBins[b] > 0 && clear.info.beltBins[b] > 0) {
             ratios[n++] =
                 static_cast<float>(outer.info.beltBins[b]) / static_cast<float>(clear.info.beltBins[b]);
@@ -111,13 +128,8 @@ bool CEndShare::measureBeyond(const FrameSlot& outer, const FrameSlot& clear, fl
     if (n < kLeastBins) {
         return false;
     }
-    const float belt = median(ratios, static_cast<uint32_t>(n));
-    for (int32_t i = 0; i < n; ++i) {
-        ratios[i] = std::fabs(ratios[i] - belt);
-    }
-    const double deviation = 1.4826 * median(ratios, static_cast<uint32_t>(n));
+    const float belt = medianWithError(ratios, static_cast<uint32_t>(n), out.spread);
     out.share = std::clamp(1.0 - static_cast<double>(belt), 0.0, 1.0);
-    out.spread = 1.2533 * deviation / std::sqrt(static_cast<double>(n));
     out.columns = static_cast<uint32_t>(n);
     return true;
 }

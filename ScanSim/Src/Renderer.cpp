@@ -429,7 +429,6 @@ void CFrameRenderer::trace(int frame, ProfileTrace& out) const {
 void CFrameRenderer::renderMono8(const ProfileTrace& tr, std::vector<uint8_t>& pixels) const {
     const int width = scene_.station.camera.width;
     const int height = scene_.station.camera.height;
-    const Optics& op = scene_.optics;
     pixels.resize(static_cast<size_t>(width) * static_cast<size_t>(height));
     CRandom bg(scene_.seed, static_cast<uint64_t>(tr.frame), Stream::Background);
     const uint64_t span = static_cast<uint64_t>(kBackgroundTableSize);
@@ -438,11 +437,20 @@ void CFrameRenderer::renderMono8(const ProfileTrace& tr, std::vector<uint8_t>& p
         std::memcpy(&pixels[static_cast<size_t>(r) * width], &impl_->background[offset],
                     static_cast<size_t>(width));
     }
-    if (tr.parts() > 1) {
-        renderWindowLines(tr, pixels);
-        return;
-    }
+    renderLines(tr, pixels);
+}
+
+// Each column's lines, from every part of the light window at its share of the light, summed in
+// the column before they are written. Speckle is a pattern of the lit surface: an instant draws
+// it per row of each line as the line is added, a window once per pixel after its parts are
+// summed, not once per part. (Each keeps the bytes of the scenes stored with it.)
+void CFrameRenderer::renderLines(const ProfileTrace& tr, std::vector<uint8_t>& pixels) const {
+    const int width = scene_.station.camera.width;
+    const int height = scene_.station.camera.height;
+    const Optics& op = scene_.optics;
+    const bool window = tr.parts() > 1;
     CRandom rng(scene_.seed, static_cast<uint64_t>(tr.frame), Stream::Line);
+    const auto speckle = [&] { return std::max(0.0, 1.0 + op.speckle * rng.gaussian()); };
     const double sigma = std::max(op.lineSigmaPx, 0.05);
     const double inv2s2 = 1.0 / (2.0 * sigma * sigma);
     const int reach = static_cast<int>(std::ceil(3.5 * sigma));
@@ -453,58 +461,12 @@ void CFrameRenderer::renderMono8(const ProfileTrace& tr, std::vector<uint8_t>& p
         const int r1 = std::min(height - 1, static_cast<int>(std::ceil(row)) + reach);
         for (int r = r0; r <= r1; ++r) {
             const double dr = r - row;
-            const double speckle = std::max(0.0, 1.0 + op.speckle * rng.gaussian());
-            const double value = peak * std::exp(-dr * dr * inv2s2) * speckle;
+            const double rowSpeckle = window ? 1.0 : speckle();
+            const double value = peak * std::exp(-dr * dr * inv2s2) * rowSpeckle;
             if (column[static_cast<size_t>(r)] == 0.0f) {
                 touched.push_back(r);
             }
             column[static_cast<size_t>(r)] += static_cast<float>(value) + 1e-6f;
-        }
-    };
-    for (int c = 0; c < width; ++c) {
-        const ColumnSample* s = tr.column(c);
-        touched.clear();
-        for (int i = 0; i < tr.counts[static_cast<size_t>(c)]; ++i) {
-            if (!s[i].visible) {
-                continue;
-            }
-            addLine(s[i].row, s[i].intensity);
-            if (op.ghostFraction > 0.0 && s[i].object != kBeltObject) {
-                addLine(s[i].row + op.ghostOffsetRows, s[i].intensity * op.ghostFraction);
-            }
-        }
-        for (const int r : touched) {
-            uint8_t& px = pixels[static_cast<size_t>(r) * width + static_cast<size_t>(c)];
-            const double signal = column[static_cast<size_t>(r)];
-            const double shot = op.shotNoise * std::sqrt(signal) * rng.gaussian();
-            const long v = std::lround(px + signal + shot);
-            px = static_cast<uint8_t>(std::clamp(v, 0L, 255L));
-            column[static_cast<size_t>(r)] = 0.0f;
-        }
-    }
-}
-
-// The lines of every part of the window, each at its share of the light, summed before the
-// speckle: speckle is a pattern of the lit surface, one draw per pixel, not one per part.
-void CFrameRenderer::renderWindowLines(const ProfileTrace& tr, std::vector<uint8_t>& pixels) const {
-    const int width = scene_.station.camera.width;
-    const int height = scene_.station.camera.height;
-    const Optics& op = scene_.optics;
-    CRandom rng(scene_.seed, static_cast<uint64_t>(tr.frame), Stream::Line);
-    const double sigma = std::max(op.lineSigmaPx, 0.05);
-    const double inv2s2 = 1.0 / (2.0 * sigma * sigma);
-    const int reach = static_cast<int>(std::ceil(3.5 * sigma));
-    std::vector<float> column(static_cast<size_t>(height), 0.0f);
-    std::vector<int> touched;
-    const auto addLine = [&](double row, double peak) {
-        const int r0 = std::max(0, static_cast<int>(std::floor(row)) - reach);
-        const int r1 = std::min(height - 1, static_cast<int>(std::ceil(row)) + reach);
-        for (int r = r0; r <= r1; ++r) {
-            const double dr = r - row;
-            if (column[static_cast<size_t>(r)] == 0.0f) {
-                touched.push_back(r);
-            }
-            column[static_cast<size_t>(r)] += static_cast<float>(peak * std::exp(-dr * dr * inv2s2)) + 1e-6f;
         }
     };
     for (int c = 0; c < width; ++c) {
@@ -524,8 +486,8 @@ void CFrameRenderer::renderWindowLines(const ProfileTrace& tr, std::vector<uint8
         }
         for (const int r : touched) {
             uint8_t& px = pixels[static_cast<size_t>(r) * width + static_cast<size_t>(c)];
-            const double speckle = std::max(0.0, 1.0 + op.speckle * rng.gaussian());
-            const double signal = column[static_cast<size_t>(r)] * speckle;
+            const double pixelSpeckle = window ? speckle() : 1.0;
+            const double signal = column[static_cast<size_t>(r)] * pixelSpeckle;
             const double shot = op.shotNoise * std::sqrt(signal) * rng.gaussian();
             const long v = std::lround(px + signal + shot);
             px = static_cast<uint8_t>(std::clamp(v, 0L, 255L));

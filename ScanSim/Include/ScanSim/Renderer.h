@@ -118,7 +118,7 @@ public:
     void render(int frame, RenderedFrame& out) const;
 
 private:
-    void renderWindowLines(const ProfileTrace& trace, std::vector<uint8_t>& pixels) const;
+    void renderLines(const ProfileTrace& trace, std::vector<uint8_t>& pixels) const;
     void renderWindowLineForm(const ProfileTrace& trace, LineForm& out) const;
 
     struct Impl;
